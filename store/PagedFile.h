@@ -1,0 +1,65 @@
+#pragma once
+// A read cache of one stream file in pages of 1 MiB. The stream engine reads
+// records in priority order, not file order; pages keep nearby records cheap.
+// At most 256 pages stay resident, except while one request needs more.
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace QX::Store {
+
+class File;
+class ModelImpl;
+
+class PagedFile {
+ public:
+  static constexpr int kPageShift = 20;
+  static constexpr uint64_t kPageSize = uint64_t{1} << kPageShift;
+  static constexpr uint64_t kMaxResident = 256;
+
+  explicit PagedFile(ModelImpl* model) : model_(model) {}
+  PagedFile(PagedFile const&) = delete;
+  PagedFile& operator=(PagedFile const&) = delete;
+
+  // The file, opened if needed; null if it can't be opened.
+  virtual File* OpenFile() = 0;
+  virtual ~PagedFile() = default;
+  // The model's file object that this reader serves.
+  virtual File& FileSlot() = 0;
+  // The model file name, such as "_stream_meshes.qxd".
+  virtual char const* FileName() const = 0;
+
+  // Makes the range resident. False if the range lies outside the file or a
+  // page can't be read whole; the caller then gives up on that record.
+  bool Prefetch(int64_t offset, uint64_t size);
+  // Copies a range that the last Prefetch made resident.
+  void Read(int64_t offset, uint64_t size, uint8_t* out) const;
+  // Releases every page; the page table and the known size stay.
+  void DropPages();
+
+  uint64_t ResidentPages() const { return resident_; }
+  int64_t KnownSize() const { return size_; }
+
+ protected:
+  ModelImpl* model_;
+
+ private:
+  struct Page {
+    uint64_t stamp = 0;  // access count of the last request that used it; 0 if empty
+    std::vector<uint8_t> bytes;
+  };
+
+  bool RefreshSize();
+  bool LoadPage(File& file, uint64_t index);
+  void ReleasePage(Page& page);
+  void Evict();
+
+  int64_t size_ = 0;
+  std::vector<Page> pages_;
+  uint64_t resident_ = 0;
+  uint64_t access_counter_ = 0;
+  // Eviction candidates as (stamp, page index); kept to avoid reallocating.
+  std::vector<std::pair<uint64_t, uint64_t>> candidates_;
+};
+
+}  // namespace QX::Store

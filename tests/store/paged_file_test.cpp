@@ -1,0 +1,172 @@
+#include "store/PagedFile.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "files/File.h"
+
+namespace QX::Store {
+namespace {
+
+constexpr uint64_t kMiB = PagedFile::kPageSize;
+
+uint8_t PatternByte(uint64_t position) {
+  return static_cast<uint8_t>((position * 2654435761u) >> 13);
+}
+
+// A file whose bytes follow a fixed pattern and whose size the test sets, so
+// that files of hundreds of MiB need no disk and no memory of their own.
+class PatternFile final : public File {
+ public:
+  explicit PatternFile(int64_t size) : File("pattern"), size_(size) { state_ = FileState::OpenForReading; }
+
+  void Open(bool, bool, bool) override {}
+  void Close() override {}
+  int64_t Seek(int64_t offset, uint32_t origin) override {
+    if (origin != kSeekBegin || offset < 0) return -1;
+    return position_ = offset;
+  }
+  bool SetEnd() override { return false; }
+  int64_t Size() override { return size_; }
+  uint64_t Read(void* out, uint64_t n) override {
+    ++reads;
+    uint64_t const available = position_ < readable_ ? static_cast<uint64_t>(readable_ - position_) : 0;
+    n = std::min(n, available);
+    auto* bytes = static_cast<uint8_t*>(out);
+    for (uint64_t i = 0; i < n; ++i) bytes[i] = PatternByte(position_ + i);
+    position_ += static_cast<int64_t>(n);
+    return n;
+  }
+  uint64_t Write(void const*, uint64_t) override { return 0; }
+  bool Flush() override { return true; }
+
+  void Grow(int64_t size) { size_ = readable_ = size; }
+  // Bytes past this point fail to read, as on a truncated file.
+  void LimitReadable(int64_t limit) { readable_ = limit; }
+
+  int reads = 0;
+
+ private:
+  int64_t size_;
+  int64_t readable_ = size_;
+  int64_t position_ = 0;
+};
+
+class TestPagedFile final : public PagedFile {
+ public:
+  explicit TestPagedFile(int64_t size) : PagedFile(nullptr), file(size) {}
+  File* OpenFile() override { return &file; }
+  File& FileSlot() override { return file; }
+  char const* FileName() const override { return "pattern"; }
+
+  PatternFile file;
+};
+
+// Prefetches and reads a range and checks every byte against the pattern.
+void ExpectRange(PagedFile& paged, uint64_t offset, uint64_t size) {
+  ASSERT_TRUE(paged.Prefetch(static_cast<int64_t>(offset), size)) << offset << "+" << size;
+  std::vector<uint8_t> out(size);
+  paged.Read(static_cast<int64_t>(offset), size, out.data());
+  for (uint64_t i = 0; i < size; ++i) {
+    ASSERT_EQ(out[i], PatternByte(offset + i)) << "at " << offset + i;
+  }
+}
+
+TEST(PagedFileTest, ReadsRangesAcrossPageBoundaries) {
+  TestPagedFile paged(3 * kMiB + kMiB / 2);
+  ExpectRange(paged, kMiB - 10, 20);                  // straddles one boundary
+  ExpectRange(paged, kMiB / 2, 2 * kMiB + 7);         // spans a whole page
+  ExpectRange(paged, 3 * kMiB + kMiB / 2 - 1, 1);     // last byte of a partial page
+  ExpectRange(paged, 0, 3 * kMiB + kMiB / 2);         // the whole file
+  EXPECT_EQ(paged.ResidentPages(), 4u);
+  EXPECT_EQ(paged.file.reads, 4);  // each page read once
+}
+
+TEST(PagedFileTest, FileOfWholePagesHasAFullLastPage) {
+  TestPagedFile paged(2 * kMiB);
+  ExpectRange(paged, 2 * kMiB - 4, 4);
+  EXPECT_EQ(paged.ResidentPages(), 1u);
+  EXPECT_EQ(paged.KnownSize(), static_cast<int64_t>(2 * kMiB));
+  ExpectRange(paged, kMiB, kMiB);
+  EXPECT_EQ(paged.file.reads, 1);  // the range ends exactly at the file's end
+}
+
+TEST(PagedFileTest, RangesOutsideTheFileFail) {
+  TestPagedFile paged(kMiB + 100);
+  EXPECT_FALSE(paged.Prefetch(kMiB, 101));
+  EXPECT_FALSE(paged.Prefetch(-1, 1));
+  EXPECT_FALSE(paged.Prefetch(1, ~uint64_t{0}));
+  EXPECT_TRUE(paged.Prefetch(kMiB + 100, 0));
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+}
+
+TEST(PagedFileTest, GrownFileRereadsItsOldLastPage) {
+  TestPagedFile paged(kMiB + 1000);
+  ExpectRange(paged, kMiB, 1000);
+  paged.file.Grow(3 * kMiB + 5);
+  // The old last page held 1000 bytes; the range behind it needs the rest.
+  ExpectRange(paged, kMiB + 900, 2 * kMiB - 895);  // up to the new end
+  EXPECT_EQ(paged.KnownSize(), static_cast<int64_t>(3 * kMiB + 5));
+  EXPECT_EQ(paged.ResidentPages(), 3u);
+  ExpectRange(paged, 3 * kMiB, 5);
+}
+
+TEST(PagedFileTest, ShortPageReadFailsAndIsRetried) {
+  TestPagedFile paged(2 * kMiB);
+  paged.file.LimitReadable(kMiB + 10);
+  EXPECT_FALSE(paged.Prefetch(kMiB, 5));
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+  paged.file.LimitReadable(2 * kMiB);
+  ExpectRange(paged, kMiB, 5);
+}
+
+TEST(PagedFileTest, EvictionKeepsAtMost256PagesOldestFirst) {
+  TestPagedFile paged(600 * kMiB);
+  for (uint64_t page = 0; page < 300; ++page) {
+    ASSERT_TRUE(paged.Prefetch(static_cast<int64_t>(page * kMiB + 17), 100));
+    ASSERT_LE(paged.ResidentPages(), 256u);
+  }
+  EXPECT_EQ(paged.ResidentPages(), 256u);
+  int const reads = paged.file.reads;
+  ExpectRange(paged, 299 * kMiB, 10);  // recent: still resident
+  ExpectRange(paged, 44 * kMiB, 10);   // among the newest 256
+  EXPECT_EQ(paged.file.reads, reads);
+  ExpectRange(paged, 0, 10);  // evicted long ago
+  EXPECT_EQ(paged.file.reads, reads + 1);
+  EXPECT_EQ(paged.ResidentPages(), 256u);
+}
+
+TEST(PagedFileTest, SingleLargeRequestMayExceedTheLimit) {
+  TestPagedFile paged(400 * kMiB);
+  ExpectRange(paged, 0, 10 * kMiB);
+  ASSERT_TRUE(paged.Prefetch(100 * kMiB, 300 * kMiB));
+  EXPECT_EQ(paged.ResidentPages(), 300u);  // the older ten pages went first
+  ExpectRange(paged, 399 * kMiB, 10);
+  EXPECT_EQ(paged.ResidentPages(), 256u);
+}
+
+TEST(PagedFileTest, DropPagesReleasesEverythingAndKeepsTheSize) {
+  TestPagedFile paged(3 * kMiB);
+  ExpectRange(paged, 0, 3 * kMiB);
+  paged.DropPages();
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+  EXPECT_EQ(paged.KnownSize(), static_cast<int64_t>(3 * kMiB));
+  ExpectRange(paged, kMiB - 1, 2);
+  EXPECT_EQ(paged.ResidentPages(), 2u);
+}
+
+#ifndef NDEBUG
+TEST(PagedFileDeathTest, ReadOutsideThePrefetchedRangeAsserts) {
+  TestPagedFile paged(3 * kMiB);
+  ASSERT_TRUE(paged.Prefetch(0, 10));
+  ASSERT_TRUE(paged.Prefetch(2 * kMiB, 10));
+  uint8_t out[10];
+  EXPECT_DEATH(paged.Read(0, 10, out), "Prefetch");
+}
+#endif
+
+}  // namespace
+}  // namespace QX::Store
