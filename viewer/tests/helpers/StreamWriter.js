@@ -1,0 +1,182 @@
+import { execFileSync } from 'node:child_process';
+import { concat, f32, f64, padTo4, record, u32 } from './record.js';
+import { lz4Encode } from './lz4Encode.js';
+
+const NONE = 0xFFFFFFFF;
+const MINUS = (n) => (-n) >>> 0; // ids shown as negative numbers
+
+export const ROOT_MODEL = MINUS(3);
+export const FIRST_INCLUSION = MINUS(2);
+
+// Writes stream records byte for byte, for tests. Each method appends one
+// record (or block) and returns the writer.
+export class StreamWriter {
+  constructor() {
+    this.parts = [];
+    this.mark = 0; // parts before this one are closed blocks
+  }
+
+  bytes() { return concat(this.parts); }
+
+  add(bytes) {
+    this.parts.push(bytes);
+    return this;
+  }
+
+  head() { return this.add(record(u32(86, 72, 72, MINUS(2), 0))); }
+
+  context(model) { return this.add(record(u32(78, model))); }
+
+  end(status = 0) { return this.add(record(u32(84, status, 0, 0))); }
+
+  text(value) {
+    const bytes = new TextEncoder().encode(value + '\0');
+    return this.add(concat([record(u32(85, bytes.length)), padTo4(bytes)]));
+  }
+
+  sceneRoot(model) { return this.add(record(u32(51, MINUS(2), model, 0, 3))); }
+
+  inclusion(id, model, matrix) { return this.add(record(u32(105, id, model, matrix))); }
+
+  event(subject, code, extra, words) {
+    return this.add(record(u32(101, subject, words.length, code, extra, ...words)));
+  }
+
+  bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
+
+  matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }
+
+  color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
+
+  material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [] }) {
+    return this.add(record([
+      ...u32(165, key), ...f32(...color, mirror, specular, gloss),
+      ...u32(environment.length, textures.length, NONE, ...environment),
+      ...textures.flatMap((t) => u32(t.image, t.matrix ?? 0, t.word ?? 0)),
+    ]));
+  }
+
+  materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
+
+  meshDefinition(model, key, { duplicateOf = 0, duplicateMatrix = 0, materials = [0, 0, 0], maps = [0, 0, 0], bounds = [0, 0, 0, 1, 1, 1] } = {}) {
+    return this.add(record([...u32(77, model, key, duplicateOf, duplicateMatrix, ...materials, ...maps), ...f32(...bounds)]));
+  }
+
+  instance({ inclusion = FIRST_INCLUSION, key, mesh, matrix = 0, materials = [NONE, NONE, NONE], maps = [0, 0, 0], flags = 7 }) {
+    return this.add(record(u32(73, inclusion, key, 0, NONE, NONE, mesh, matrix, ...materials, ...maps, 0, flags, 0, 0)));
+  }
+
+  // A tree of nodes given as { items, children, bounds }, depth first.
+  tree(nodes) {
+    this.add(record(u32(111, 16 + 48 * nodes.length, nodes.length, 0)));
+    for (const n of nodes) this.add(record([...u32(79, n.items, 0, n.children, NONE, NONE), ...f32(...n.bounds)]));
+    return this;
+  }
+
+  indexedMesh(key, mesh) {
+    const { flags, stride, vertexBytes } = packVertices(mesh, mesh.positions.map((_, i) => i));
+    const indices = [...mesh.faces.flat(), ...(mesh.lines ?? []).flat(), ...(mesh.points ?? []).flat()];
+    const indexFields = indices.map((i) => ['u16', i]);
+    if (indices.length % 2) indexFields.push(['u16', 0xFFFF]);
+    return this.add(concat([
+      record(u32(81, key, flags, vertexBytes.length / stride, ...classCounts(mesh), ...elementCounts(mesh))),
+      vertexBytes, record(indexFields), elementTable(mesh),
+    ]));
+  }
+
+  // The same mesh as an expanded head and chunks of at most `perChunk` vertices.
+  expandedMesh(key, mesh, perChunk) {
+    const order = [...mesh.faces.flat(), ...(mesh.lines ?? []).flat(), ...(mesh.points ?? []).flat()];
+    const { flags, stride, vertexBytes } = packVertices(mesh, order);
+    this.add(concat([record(u32(82, key, flags, ...classCounts(mesh), ...elementCounts(mesh), 0, 0)), elementTable(mesh)]));
+    for (let p = 0; p < vertexBytes.length; p += perChunk * stride) {
+      const chunk = vertexBytes.subarray(p, Math.min(vertexBytes.length, p + perChunk * stride));
+      this.add(concat([record(u32(114, key, chunk.length)), chunk]));
+    }
+    return this;
+  }
+
+  image(key, { format, pixelFormat = format, preview = false, width, height, data }) {
+    const pixels = (pixelFormat | (preview ? 0x80000000 : 0)) >>> 0;
+    return this.add(concat([record(u32(69, key, format, pixels, width, height, data.length)), padTo4(data)]));
+  }
+
+  // Wraps the records written since the last block into one compressed block.
+  compress(method = 0) {
+    const plain = concat(this.parts.splice(this.mark));
+    this.parts.push(zBlock(plain, method));
+    this.mark = this.parts.length;
+    return this;
+  }
+
+  // Appends a keyed data block of [key, bytes] items, compressed with zstd or plain.
+  keyed(model, items, zstd = false) {
+    this.add(keyedBlock(model, items, zstd ? 1 : null));
+    this.mark = this.parts.length;
+    return this;
+  }
+}
+
+export function zBlock(plain, method = 0) {
+  const packed = method === 1 ? zstdFrame(plain) : lz4Encode(plain);
+  return concat([record(u32(90, method, packed.length, plain.length)), padTo4(packed, 0xFF)]);
+}
+
+export function keyedBlock(model, items, method = null) {
+  const run = concat(items.map(([key, data]) => concat([record(u32(100, model, key, data.length)), padTo4(data)])));
+  const payload = method === null ? run : zBlock(run, method);
+  return concat([record(u32(68, payload.length)), payload]);
+}
+
+// zstd frames come from the system's zstd program; null if it is missing.
+export function zstdAvailable() {
+  try {
+    execFileSync('zstd', ['--version'], { stdio: 'ignore' });
+    return true;
+  } catch {
+    return false;
+  }
+}
+
+function zstdFrame(bytes) {
+  return new Uint8Array(execFileSync('zstd', ['-q', '-c', '-19'], { input: bytes }));
+}
+
+function classCounts(mesh) {
+  return [mesh.faces, mesh.lines ?? [], mesh.points ?? []].map((els) => els.flat().length);
+}
+
+function elementCounts(mesh) {
+  return [mesh.faces, mesh.lines ?? [], mesh.points ?? []].map((els) => els.length);
+}
+
+function elementTable(mesh) {
+  const fields = [];
+  for (const els of [mesh.faces, mesh.lines ?? [], mesh.points ?? []]) {
+    let first = 0;
+    for (const el of els) {
+      fields.push(...u32(first, el.length, 0));
+      first += el.length;
+    }
+  }
+  return record(fields);
+}
+
+// Vertices in the given order; absent attributes take the -1.0 fill.
+function packVertices(mesh, order) {
+  const { normals, uvs, colors } = mesh;
+  let flags = 0;
+  if (normals) flags |= 0x10000010;
+  if (uvs) flags |= 0x20000020;
+  if (colors) flags |= 0x40000040;
+  if (colors?.some((c) => c && c[3] < 255)) flags |= 0x80000000;
+  const fields = [];
+  for (const i of order) {
+    fields.push(...f32(...mesh.positions[i]));
+    if (normals) fields.push(...f32(...(normals[i] ?? [-1, -1, -1])));
+    if (uvs) fields.push(...f32(...(uvs[i] ?? [-1, -1])));
+    if (colors) fields.push(...(colors[i] ? colors[i].map((c) => ['u8', c]) : f32(-1)));
+  }
+  const stride = 12 + (normals ? 12 : 0) + (uvs ? 8 : 0) + (colors ? 4 : 0);
+  return { flags: flags >>> 0, stride, vertexBytes: record(fields) };
+}
