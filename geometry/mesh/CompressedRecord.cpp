@@ -1,0 +1,110 @@
+#include "geometry/mesh/CompressedRecord.h"
+
+#include <lz4.h>
+#include <lz4hc.h>
+#include <zstd.h>
+
+#include <memory>
+
+#include "geometry/mesh/ByteIO.h"
+
+namespace QX::Store {
+namespace {
+
+constexpr size_t kHeadSize = 16;
+constexpr size_t kMinCompressed = 512;
+constexpr size_t kMaxCompressed = 0x7E000000;
+constexpr int kZstdLevel = 15;
+constexpr int kLz4Level = 9;
+
+struct ContextDeleter {
+  void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
+};
+
+// The process-wide compression context, made at first use.
+ZSTD_CCtx* Context() {
+  static std::unique_ptr<ZSTD_CCtx, ContextDeleter> const context = [] {
+    std::unique_ptr<ZSTD_CCtx, ContextDeleter> made(ZSTD_createCCtx());
+    if (made) ZSTD_CCtx_setParameter(made.get(), ZSTD_c_compressionLevel, kZstdLevel);
+    return made;
+  }();
+  return context.get();
+}
+
+void SetStrategy(ZSTD_CCtx* context, uint32_t effort) {
+  int strategy = 0;
+  switch (effort) {
+    case 0: strategy = ZSTD_fast; break;
+    case 1: strategy = 0; break;
+    case 2: strategy = ZSTD_btultra2; break;
+    default: return;
+  }
+  ZSTD_CCtx_setParameter(context, ZSTD_c_strategy, strategy);
+}
+
+// Compresses into `to` with room for `capacity` bytes; 0 on failure.
+size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, uint32_t method,
+                uint32_t effort) {
+  if (method == kZstdMethod) {
+    ZSTD_CCtx* const context = Context();
+    if (!context) return 0;
+    SetStrategy(context, effort);
+    size_t const n = ZSTD_compress2(context, to, capacity, record.data(), record.size());
+    return ZSTD_isError(n) ? 0 : n;
+  }
+  int const n = LZ4_compress_HC(reinterpret_cast<char const*>(record.data()),
+                                reinterpret_cast<char*>(to), int(record.size()), int(capacity),
+                                kLz4Level);
+  return n > 0 ? size_t(n) : 0;
+}
+
+}  // namespace
+
+bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
+                    uint32_t effort) {
+  if (record.size() < kMinCompressed || record.size() > kMaxCompressed) return false;
+  size_t const capacity = method == kZstdMethod ? ZSTD_compressBound(record.size())
+                                                : size_t(LZ4_compressBound(int(record.size())));
+  size_t const start = out.size();
+  out.resize(start + kHeadSize + capacity);
+  size_t const n = Compress(record, out.data() + start + kHeadSize, capacity, method, effort);
+  if (n == 0 || n + kHeadSize > record.size()) {
+    out.resize(start);
+    return false;
+  }
+  uint8_t* const head = out.data() + start;
+  detail::PutU32At(head, kCompressedTag);
+  detail::PutU32At(head + 4, method == kZstdMethod ? kZstdMethod : kLz4Method);
+  detail::PutU32At(head + 8, uint32_t(n));
+  detail::PutU32At(head + 12, uint32_t(record.size()));
+  size_t const padded = (n + 3) & ~size_t(3);
+  out.resize(start + kHeadSize + n);
+  out.resize(start + kHeadSize + padded, 0xFF);
+  return true;
+}
+
+bool DecompressRecord(std::span<uint8_t const> wrapper, std::vector<uint8_t>& out) {
+  if (wrapper.size() < kHeadSize || detail::GetU32(wrapper.data()) != kCompressedTag)
+    return false;
+  uint32_t const method = detail::GetU32(wrapper.data() + 4);
+  uint32_t const compressed = detail::GetU32(wrapper.data() + 8);
+  uint32_t const size = detail::GetU32(wrapper.data() + 12);
+  if (compressed > wrapper.size() - kHeadSize || size > kMaxCompressed) return false;
+  uint8_t const* const from = wrapper.data() + kHeadSize;
+  size_t const start = out.size();
+  out.resize(start + size);
+  bool ok = false;
+  if (method == kZstdMethod) {
+    size_t const n = ZSTD_decompress(out.data() + start, size, from, compressed);
+    ok = !ZSTD_isError(n) && n == size;
+  } else {
+    int const n = LZ4_decompress_safe(reinterpret_cast<char const*>(from),
+                                      reinterpret_cast<char*>(out.data() + start),
+                                      int(compressed), int(size));
+    ok = n >= 0 && uint32_t(n) == size;
+  }
+  if (!ok) out.resize(start);
+  return ok;
+}
+
+}  // namespace QX::Store
