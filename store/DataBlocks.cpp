@@ -4,20 +4,16 @@
 #include <limits>
 
 #include "store/ImageRecord.h"
-#include "store/LittleEndian.h"
+#include "store/ByteOrder.h"
 
 namespace QX::Store {
 
-using detail::AppendU32;
-using detail::LoadU32;
-using detail::StoreU32;
-
-std::array<uint8_t, kImageHeadSize> EncodeImageHead(uint32_t width, uint32_t height,
-                                                    uint32_t format) {
-  std::array<uint8_t, kImageHeadSize> head{};
-  StoreU32(head.data(), width);
-  StoreU32(head.data() + 4, height);
-  StoreU32(head.data() + 8, format);
+std::vector<uint8_t> EncodeImageHead(uint32_t width, uint32_t height, uint32_t format) {
+  std::vector<uint8_t> head;
+  ByteWriter out(head);
+  out.U32(width);
+  out.U32(height);
+  out.U32(format);
   return head;
 }
 
@@ -42,11 +38,11 @@ bool IncludedLess(IncludedKey a, IncludedKey b) {
   return a.include != b.include ? a.include < b.include : a.key < b.key;
 }
 
-void AppendReferences(std::vector<uint8_t>& out, std::vector<IncludedKey> const& list) {
-  AppendU32(out, static_cast<uint32_t>(list.size()));
+void AppendReferences(ByteWriter& out, std::vector<IncludedKey> const& list) {
+  out.U32(static_cast<uint32_t>(list.size()));
   for (IncludedKey const& ref : list) {
-    AppendU32(out, ref.include);
-    AppendU32(out, ref.key);
+    out.U32(ref.include);
+    out.U32(ref.key);
   }
 }
 
@@ -62,8 +58,9 @@ std::vector<uint8_t> EncodeGroupBlock(std::span<InstanceInc const> instances,
 
   std::vector<uint8_t> block;
   block.reserve(GroupBlockSize(sorted.size(), ordered.size()));
-  AppendReferences(block, sorted);
-  AppendReferences(block, ordered);
+  ByteWriter out(block);
+  AppendReferences(out, sorted);
+  AppendReferences(out, ordered);
   return block;
 }
 

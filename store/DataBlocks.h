@@ -1,7 +1,6 @@
 #pragma once
 // Byte layouts of the blocks in _images.qxi and _data.qxi. Neither file has
 // a head of its own; tables in the digest say where each block lies.
-#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -16,8 +15,7 @@ struct ImagePixels;
 // for file images, the file's bytes with its size as width and 1 as height).
 inline constexpr uint32_t kImageHeadSize = 12;
 
-std::array<uint8_t, kImageHeadSize> EncodeImageHead(uint32_t width, uint32_t height,
-                                                    uint32_t format);
+std::vector<uint8_t> EncodeImageHead(uint32_t width, uint32_t height, uint32_t format);
 // Fills width, height and format of `out`.
 void DecodeImageHead(uint8_t const* head, ImagePixels& out);
 // Bytes behind the head, computed in 32 bits as the file format fixes it.

@@ -53,6 +53,13 @@ struct ImageRecord {
   uint32_t format = 0;
 };
 
+inline constexpr uint64_t kImageHashSeed = 0x8D06F00D;
+
+// XXH64 with the store's seed of width, height and format (4 bytes each,
+// little-endian) followed by the pixel bytes.
+uint64_t ImageContentHash(uint32_t width, uint32_t height, uint32_t format, void const* bytes,
+                          uint32_t size);
+
 // One stored image as read back from _images.qxi.
 struct ImagePixels {
   uint32_t width = 0;

@@ -4,15 +4,11 @@
 #include <cstring>
 
 #include "files/File.h"
+#include "geometry/mesh/MeshRecord.h"
 #include "store/ImageRecord.h"
-#include "store/LittleEndian.h"
+#include "store/ByteOrder.h"
 
 namespace QX::Store {
-
-using detail::LoadU32;
-using detail::LoadU64;
-using detail::StoreU32;
-using detail::StoreU64;
 
 namespace {
 
@@ -75,24 +71,25 @@ TocReadResult ReadTocFile(File& file, std::vector<uint8_t>& buffer, TocLayout la
   return TocReadResult::Ok;
 }
 
-std::array<uint8_t, 12> EncodeImageTocHead(uint32_t key, uint32_t count) {
-  std::array<uint8_t, 12> head{};
-  StoreU32(head.data(), kImageTocLayout.tag);
-  StoreU32(head.data() + 4, key);
-  StoreU32(head.data() + 8, count);
+std::vector<uint8_t> EncodeImageTocHead(uint32_t key, uint32_t count) {
+  std::vector<uint8_t> head;
+  ByteWriter out(head);
+  out.U32(kImageTocLayout.tag);
+  out.U32(key);
+  out.U32(count);
   return head;
 }
 
 std::vector<uint8_t> EncodeImageTocEntries(std::span<ImageTocEntry const> entries) {
-  std::vector<uint8_t> bytes(entries.size() * kImageTocLayout.entry_size);
-  uint8_t* p = bytes.data();
+  std::vector<uint8_t> bytes;
+  bytes.reserve(entries.size() * kImageTocLayout.entry_size);
+  ByteWriter out(bytes);
   for (ImageTocEntry const& entry : entries) {
-    StoreU64(p, entry.offset);
-    StoreU32(p + 8, entry.size);
-    StoreU32(p + 12, entry.kind);
-    StoreU32(p + 16, entry.format);
-    StoreU32(p + 20, entry.reserved);
-    p += kImageTocLayout.entry_size;
+    out.U64(entry.offset);
+    out.U32(entry.size);
+    out.U32(entry.kind);
+    out.U32(entry.format);
+    out.U32(entry.reserved);
   }
   return bytes;
 }
@@ -102,13 +99,30 @@ ImageTocEntry DecodeImageTocEntry(uint8_t const* bytes) {
                        LoadU32(bytes + 16), LoadU32(bytes + 20)};
 }
 
-std::array<uint8_t, 16> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes) {
-  std::array<uint8_t, 16> head{};
-  StoreU32(head.data(), kMeshTocLayout.tag);
-  StoreU32(head.data() + 4, key);
-  StoreU32(head.data() + 8, count);
-  StoreU32(head.data() + 12, classes);
+std::vector<uint8_t> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes) {
+  std::vector<uint8_t> head;
+  ByteWriter out(head);
+  out.U32(kMeshTocLayout.tag);
+  out.U32(key);
+  out.U32(count);
+  out.U32(classes);
   return head;
+}
+
+std::vector<uint8_t> EncodeMeshTocEntries(std::span<MeshTocEntry const> entries) {
+  std::vector<uint8_t> bytes;
+  bytes.reserve(entries.size() * kMeshTocLayout.entry_size);
+  ByteWriter out(bytes);
+  for (MeshTocEntry const& entry : entries) {
+    out.U64(entry.offset);
+    out.U32(entry.size);
+    out.U32(entry.kind);
+  }
+  return bytes;
+}
+
+MeshTocEntry DecodeMeshTocEntry(uint8_t const* bytes) {
+  return MeshTocEntry{LoadU64(bytes), LoadU32(bytes + 8), LoadU32(bytes + 12)};
 }
 
 }  // namespace QX::Store

@@ -2,7 +2,6 @@
 // Table-of-contents files of the stream files: runs of records, each a head
 // (tag, key, entry count, and for meshes the index classes) and its entries.
 // The files have no head of their own and are read whole at a model's open.
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <span>
@@ -12,6 +11,7 @@ namespace QX::Store {
 
 class File;
 struct ImageTocEntry;
+struct MeshTocEntry;
 
 struct TocLayout {
   uint32_t tag;
@@ -37,10 +37,12 @@ struct TocRecord {
 TocReadResult ReadTocFile(File& file, std::vector<uint8_t>& buffer, TocLayout layout,
                           std::function<void(TocRecord const&)> const& visit);
 
-std::array<uint8_t, 12> EncodeImageTocHead(uint32_t key, uint32_t count);
+std::vector<uint8_t> EncodeImageTocHead(uint32_t key, uint32_t count);
 std::vector<uint8_t> EncodeImageTocEntries(std::span<ImageTocEntry const> entries);
 ImageTocEntry DecodeImageTocEntry(uint8_t const* bytes);
 
-std::array<uint8_t, 16> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes);
+std::vector<uint8_t> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes);
+std::vector<uint8_t> EncodeMeshTocEntries(std::span<MeshTocEntry const> entries);
+MeshTocEntry DecodeMeshTocEntry(uint8_t const* bytes);
 
 }  // namespace QX::Store
