@@ -145,7 +145,7 @@ const HANDLERS = {
   2: (s, r, m) => { m.meshLists.set(r.key, { level: r.level, meshes: r.meshes }); },
   M: (s, r) => {
     s.model(r.model).meshes.set(r.key, r);
-    s.counts.meshes++;
+    if (!r.duplicateOf) s.counts.meshes++;
   },
   I: (s, r, m) => {
     m.instances.set(`${r.inclusion}:${r.key}`, r);

@@ -165,10 +165,15 @@ function elementTable(mesh) {
 // Vertices in the given order; absent attributes take the -1.0 fill.
 function packVertices(mesh, order) {
   const { normals, uvs, colors } = mesh;
+  const classes = [mesh.faces, mesh.lines ?? [], mesh.points ?? []];
   let flags = 0;
-  if (normals) flags |= 0x10000010;
-  if (uvs) flags |= 0x20000020;
-  if (colors) flags |= 0x40000040;
+  classes.forEach((elements, c) => {
+    const shift = 4 * c;
+    if (!elements.length) return;
+    if (normals) flags |= 0x10000000 | (0x10 << shift);
+    if (uvs) flags |= 0x20000000 | (0x20 << shift);
+    if (colors) flags |= 0x40000000 | (0x40 << shift);
+  });
   if (colors?.some((c) => c && c[3] < 255)) flags |= 0x80000000;
   const fields = [];
   for (const i of order) {

@@ -96,7 +96,7 @@ export function sampleScene({ compressed = null } = {}) {
     .matrix(2, translate(0, 3, 0))
     .instance({ key: 3, mesh: 2, matrix: 2, materials: [8, 8, 8] });
 
-  const texture = checkerboard(128, 16);
+  const texture = checkerboard(128, 32); // coarser than the preview, so the upgrade shows
   w.image(1, { format: 1, preview: true, width: 64, height: 64, data: rgbOf(checkerboard(64, 8)) })
     .material(9, { textures: [{ image: 1 }] })
     .meshDefinition(m, 3, { materials: [9, 0, 0] })

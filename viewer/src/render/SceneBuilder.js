@@ -1,0 +1,94 @@
+import { Group, LineSegments, Matrix4, Mesh, Points } from 'three';
+import { HAS_ALPHA } from '../vertices.js';
+import { groupedGeometry, meshGeometries } from './geometry.js';
+import { MaterialStore } from './MaterialStore.js';
+import { TextureStore } from './TextureStore.js';
+
+const OBJECTS = [Mesh, LineSegments, Points];
+const COLOR_BITS = [0x40, 0x400, 0x4000];
+const CLASSES = ['faces', 'lines', 'points'];
+
+// Row-vector affine matrix (12 numbers) as a three.js matrix.
+export function toMatrix4(m) {
+  return new Matrix4().set(m[0], m[3], m[6], m[9], m[1], m[4], m[7], m[10], m[2], m[5], m[8], m[11], 0, 0, 0, 1);
+}
+
+// Turns what the scene state reports into three.js objects: an object per
+// instance and drawn class, made as soon as both the instance and the data
+// of its mesh have arrived, whichever came first.
+export class SceneBuilder {
+  constructor(state, onChange) {
+    this.state = state;
+    this.onChange = onChange;
+    this.root = new Group();
+    this.root.matrixAutoUpdate = false;
+    this.textures = new TextureStore(onChange);
+    this.materials = new MaterialStore(this.textures);
+    this.geometries = new Map(); // "model:key" -> [faces, lines, points]
+    this.waiting = new Map(); // "model:key" -> instances waiting for mesh data
+    this.drawn = 0;
+    state.listener = {
+      instance: (model, instance) => this.addInstance(model, instance),
+      meshData: (model, key) => this.addMeshData(model, key),
+      image: (model, key, record) => this.textures.add(model, record),
+    };
+  }
+
+  addInstance(model, instance) {
+    const info = this.state.drawInfo(model, instance);
+    const id = `${model.id}:${info.dataKey}`;
+    if (this.geometries.has(id)) {
+      this.place(model, info);
+      return;
+    }
+    if (!this.waiting.has(id)) this.waiting.set(id, []);
+    this.waiting.get(id).push(info);
+  }
+
+  addMeshData(model, key) {
+    const id = `${model.id}:${key}`;
+    this.geometries.set(id, meshGeometries(model.meshData.get(key)));
+    for (const info of this.waiting.get(id) ?? []) this.place(model, info);
+    this.waiting.delete(id);
+  }
+
+  place(model, info) {
+    const data = model.meshData.get(info.dataKey);
+    const geometries = this.geometries.get(`${model.id}:${info.dataKey}`);
+    const matrix = toMatrix4(info.matrix);
+    info.classes.forEach((cls, c) => {
+      if (!cls.shown || !geometries[c]) return;
+      const colors = (data.flags & COLOR_BITS[c]) !== 0;
+      const alpha = (data.flags & HAS_ALPHA) !== 0;
+      const [geometry, material] = this.dress(model, geometries[c], data.elements[CLASSES[c]], cls, c, colors, alpha);
+      const object = new OBJECTS[c](geometry, material);
+      object.matrixAutoUpdate = false;
+      object.matrix.copy(matrix);
+      this.root.add(object);
+      this.drawn++;
+    });
+    this.onChange();
+  }
+
+  // The geometry and material(s) of one class, split by a material map.
+  dress(model, geometry, elements, cls, c, colors, alpha) {
+    const base = this.materials.get(model, cls.material, c, colors, alpha);
+    const map = cls.map && model.materialMaps.get(cls.map);
+    if (!map) return [geometry, base];
+    const slots = [base];
+    const slotIds = new Map();
+    const slotOf = (i) => {
+      const entry = map.materials ? map.materials[i] : map.colors && map.colors.slice(3 * i, 3 * i + 3);
+      if (entry === undefined || (Array.isArray(entry) && entry.length < 3)) return 0;
+      const id = String(entry);
+      if (!slotIds.has(id)) {
+        slotIds.set(id, slots.length);
+        slots.push(map.materials
+          ? this.materials.get(model, entry, c, colors, alpha)
+          : this.materials.getColor(model, entry, c, colors, alpha));
+      }
+      return slotIds.get(id);
+    };
+    return [groupedGeometry(geometry, elements, slotOf), slots];
+  }
+}

@@ -1,0 +1,118 @@
+import assert from 'node:assert/strict';
+import { test } from 'node:test';
+import { StreamDecoder } from '../../src/StreamDecoder.js';
+import { SceneState } from '../../src/SceneState.js';
+import { readModelData } from '../../src/pageData.js';
+import { concat, record, u32 } from '../helpers/record.js';
+import { ROOT_MODEL, StreamWriter, keyedBlock, zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
+import { cube, pointGrid, sampleScene } from '../helpers/scenes.js';
+
+function decodeAll(bytes) {
+  const decoder = new StreamDecoder(bytes);
+  const records = [];
+  for (let r; (r = decoder.next());) records.push(r);
+  assert.ok(decoder.done);
+  return records;
+}
+
+function load(bytes) {
+  const state = new SceneState();
+  for (const r of decodeAll(bytes)) state.apply(r);
+  return state;
+}
+
+// Records without their place in the bytes; a mesh chunk keeps its payload.
+const strip = (records) => records.map(({ reader, pos, ...rest }) =>
+  (reader ? { ...rest, payload: reader.slice(pos, rest.length) } : rest));
+
+test('the sample stream decodes to the records written, in order', () => {
+  const names = decodeAll(sampleScene()).map((r) => r.name).join(' ');
+  assert.equal(names, 'V e 3 e e N matrix i o O B d N U S S S S S S A M I S matrix I matrix M matrix I E material M matrix I M matrix I E T N Q R r r Q T');
+  const state = load(sampleScene());
+  assert.deepEqual(state.counts, { records: 47, instances: 5, meshes: 3, meshData: 3, images: 1, keyedData: 1, missing: 0, passes: 2 });
+  assert.equal(state.sceneRoot, ROOT_MODEL);
+  assert.deepEqual(state.bounds, [-4, -1, -0.5, 4, 4, 1.5]);
+  assert.deepEqual(state.texts, ['<PRIORITY_KEYED_DATA_SENT>']);
+  const model = state.model(ROOT_MODEL);
+  assert.equal(model.treeNodes, 1);
+  assert.deepEqual(model.materialMaps.get(1).materials, [2, 3, 4, 5, 6, 7]);
+  assert.ok(model.images.get(1).preview && model.images.get(1).main);
+});
+
+test('records in LZ4 and zstd blocks decode as if they stood in place', () => {
+  const plain = strip(decodeAll(sampleScene()));
+  assert.deepEqual(strip(decodeAll(sampleScene({ compressed: 0 }))), plain);
+  if (zstdAvailable()) assert.deepEqual(strip(decodeAll(sampleScene({ compressed: 1 }))), plain);
+});
+
+test('indexed and expanded meshes give the same vertices', () => {
+  const mesh = { ...cube(), colors: cube().positions.map((p, i) => (i === 3 ? null : [i * 10, 0, 0, i === 5 ? 128 : 255])) };
+  const stream = new StreamWriter().head().context(ROOT_MODEL).indexedMesh(1, mesh).expandedMesh(2, mesh, 5).bytes();
+  const model = load(stream).model(ROOT_MODEL);
+  const indexed = model.meshData.get(1);
+  const expanded = model.meshData.get(2);
+  assert.equal(indexed.vertices.count, 24);
+  assert.deepEqual(indexed.counts, [36, 16, 0]);
+  assert.equal(expanded.vertices.count, 52);
+  assert.ok(indexed.flags & 0x80000000, 'a colour below full alpha is flagged');
+  for (let i = 0; i < 52; i++) {
+    const v = indexed.indices[i];
+    assert.deepEqual(expanded.vertices.positions.subarray(3 * i, 3 * i + 3), indexed.vertices.positions.subarray(3 * v, 3 * v + 3));
+    assert.deepEqual(expanded.vertices.colors.subarray(4 * i, 4 * i + 4), indexed.vertices.colors.subarray(4 * v, 4 * v + 4));
+  }
+  assert.deepEqual([...indexed.vertices.colors.subarray(12, 16)], [255, 255, 255, 255], 'an absent colour shows as white');
+  assert.deepEqual([...indexed.elements.faces.subarray(3, 6)], [6, 6, 0]);
+});
+
+test('keyed data blocks, plain and zstd, yield their d records', () => {
+  const items = [[1, Uint8Array.of(1, 2, 3)], [7, new Uint8Array(0)], [9, new Uint8Array(700).fill(5)]];
+  const head = new StreamWriter().head().bytes();
+  const methods = zstdAvailable() ? [null, 1] : [null];
+  for (const method of methods) {
+    const keyed = decodeAll(concat([head, keyedBlock(ROOT_MODEL, items, method)])).slice(1);
+    assert.deepEqual(keyed.map((r) => [r.key, r.data.length]), [[1, 3], [7, 0], [9, 700]]);
+  }
+});
+
+// Bytes that must stop the decoder, and the words it says why in.
+function badStreams() {
+  const head = new StreamWriter().head().bytes();
+  const withHead = (...parts) => concat([head, ...parts]);
+  const indexed = new StreamWriter().context(ROOT_MODEL).indexedMesh(1, pointGrid(2)).bytes();
+  const badIndex = Uint8Array.from(indexed);
+  new DataView(badIndex.buffer).setUint16(8 + 40 + 4 * 16, 9, true); // first index past the 4 vertices
+  const badElement = Uint8Array.from(indexed);
+  new DataView(badElement.buffer).setUint32(badElement.length - 12, 3, true); // point element starts at 3 of 4
+  const image = new StreamWriter().context(ROOT_MODEL).image(1, { format: 0, width: 2, height: 2, data: new Uint8Array(12) }).bytes();
+  const expandedHead = new StreamWriter().context(ROOT_MODEL).expandedMesh(1, pointGrid(2), 100).bytes();
+  return [
+    ['unknown tag', withHead(record(u32(0x1234, 0))), /unknown record tag 4660/],
+    ['truncated record', withHead(record(u32(66, 0, 0))), /B record at byte 20 is cut short/],
+    ['trailing bytes', withHead(Uint8Array.of(78, 0)), /cut short/],
+    ['no stream head', record(u32(84, 0, 0, 0)), /not a model stream/],
+    ['no model context', withHead(record(u32(83, 1, 0, 0, 0, 0))), /no model context/],
+    ['keyed data outside its block', withHead(record(u32(100, 1, 1, 0))), /outside a keyed data block/],
+    ['record inside a keyed block', withHead(record(u32(68, 8, 78, 1))), /inside a keyed data block/],
+    ['block in a block', withHead(zBlock(zBlock(record(u32(78, 1))))), /compressed block inside a compressed block/],
+    ['bad compressed size', withHead(record(u32(90, 0, 4, 100, 0x00000010))), /LZ4 block is malformed/],
+    ['odd record size', withHead(record(u32(121, 1, 18, 0, 0))), /impossible size/],
+    ['mesh index past its vertices', withHead(badIndex), /mesh index 9/],
+    ['element past its class', withHead(badElement), /points element 0 reaches past/],
+    ['image size', withHead(image), /2x2 pixels has 12 bytes/],
+    ['tree head', withHead(record(u32(78, 1, 111, 64, 2, 0))), /tree head says 64 bytes for 2 nodes/],
+    ['chunk without head', withHead(expandedHead.subarray(0, 8), expandedHead.subarray(8 + 44 + 12)), /without its head/],
+  ];
+}
+
+test('bad bytes stop decoding with a message that says what and where', () => {
+  for (const [what, bytes, message] of badStreams()) {
+    assert.throws(() => load(bytes), (err) => err.name === 'StreamError' && message.test(err.message), what);
+  }
+});
+
+test('page data: base64 text, the bare template and damaged text', () => {
+  assert.deepEqual(readModelData(' AQID\n'), Uint8Array.of(1, 2, 3));
+  assert.throws(() => readModelData('<!-- marker -->'), /no model data/);
+  assert.throws(() => readModelData(''), /no model data/);
+  assert.throws(() => readModelData('AQ*D'), /not valid base64/);
+});
