@@ -1,0 +1,178 @@
+#include "geometry/mesh/MeshDuplicates.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "MemoryFile.h"
+#include "TestMesh.h"
+#include "geometry/mesh/MeshRecord.h"
+#include "geometry/mesh/StoredMesh.h"
+#include "store/Logger.h"
+
+using namespace QX::Store;
+using qx_test::GridMesh;
+using qx_test::MemoryFile;
+using qx_test::TestMesh;
+
+namespace {
+
+// A model's worth of what duplicate detection works on: inserts like the
+// store does, storing the mesh unless it is a duplicate.
+struct Meshes {
+  MemoryFile stored;
+  StoredMesh scratch;
+  MeshContentTables tables;
+  std::vector<MeshRecord> records;
+  std::vector<Matrix> matrices;
+  DuplicateSearch search{tables, stored, scratch,
+                         [this](MeshKey key) -> MeshRecord const* {
+                           return key < records.size() ? &records[key] : nullptr;
+                         },
+                         [this](Matrix const& m) {
+                           matrices.push_back(m);
+                           return MatrixKey(matrices.size());
+                         }};
+
+  MeshRecord const& Insert(TestMesh& mesh) {
+    MeshRecord& record = records.emplace_back();
+    record.key = MeshKey(records.size() - 1);
+    if (!FindDuplicate(mesh.Data(), record, search))
+      WriteStoredMesh(stored, mesh.Data(), record, nullptr);
+    return record;
+  }
+};
+
+}  // namespace
+
+TEST(MeshDuplicates, TranslationAndExactRepetition) {
+  Meshes model;
+  TestMesh first = GridMesh(6);  // 36 points
+  TestMesh moved = GridMesh(6, 10, -20, 0.5f);
+  TestMesh again = GridMesh(6);
+  model.Insert(first);
+  size_t const stored_size = model.stored.bytes.size();
+
+  MeshRecord const m = model.Insert(moved);
+  EXPECT_EQ(0u, m.duplicate_of);
+  ASSERT_EQ(1u, model.matrices.size());
+  EXPECT_EQ(1u, m.duplicate_matrix);
+  Matrix const& t = model.matrices[0];
+  Matrix const expected = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10, -20, 0.5};
+  for (size_t i = 0; i < 12; ++i) EXPECT_NEAR(expected[i], t[i], 1e-4) << i;
+  EXPECT_EQ(-1, m.stored_offset);
+  EXPECT_EQ(0u, m.content_hash);
+
+  MeshRecord const a = model.Insert(again);
+  EXPECT_EQ(0u, a.duplicate_of);
+  EXPECT_EQ(0u, a.duplicate_matrix);
+  EXPECT_EQ(1u, model.matrices.size());
+  EXPECT_EQ(stored_size, model.stored.bytes.size());
+  EXPECT_EQ((std::vector<MeshKey>{1, 2}), model.tables.duplicates[0]);
+  EXPECT_EQ((std::vector<MeshKey>{0}), model.tables.candidates[model.records[0].content_hash]);
+  EXPECT_EQ((BoundingBox{10, -20, 0.5f, 15, -12.5f, 9.875f}), m.bounds);
+}
+
+TEST(MeshDuplicates, FewerThan32PointsAreNeverCompared) {
+  Meshes model;
+  TestMesh small = GridMesh(5);  // 25 points
+  small.points.resize(31, {0, 0, 0});
+  small.points.back() = {3, 9, -1};
+  TestMesh small_again = small;
+  model.Insert(small);
+  MeshRecord const r = model.Insert(small_again);
+  EXPECT_EQ(0u, r.duplicate_of);
+  EXPECT_EQ(0u, r.content_hash);
+  EXPECT_TRUE(model.tables.candidates.empty());
+
+  small.points.push_back({4, 4, 4});
+  TestMesh thirty_two = small;
+  model.Insert(small);
+  EXPECT_EQ(2u, model.Insert(thirty_two).duplicate_of);
+}
+
+TEST(MeshDuplicates, SameHashOtherShapeStaysAndTheSeventhIsNotCompared) {
+  Meshes model;
+  // Points that keep the signature (first, middle and last point) but
+  // change the shape give one hash and distinct meshes.
+  for (int k = 0; k < 7; ++k) {
+    TestMesh m = GridMesh(6);
+    m.points[7].z += float(k + 1);
+    MeshRecord const r = model.Insert(m);
+    EXPECT_EQ(0u, r.duplicate_of) << k;
+    EXPECT_NE(0u, r.content_hash);
+  }
+  uint64_t const hash = model.records[0].content_hash;
+  EXPECT_EQ((std::vector<MeshKey>{0, 1, 2, 3, 4, 5, 6}), model.tables.candidates[hash]);
+
+  // The eighth is equal to the first, but six keys are there already.
+  TestMesh m = GridMesh(6);
+  m.points[7].z += 1;
+  EXPECT_EQ(0u, model.Insert(m).duplicate_of);
+  EXPECT_EQ(8u, model.tables.candidates[hash].size());
+}
+
+TEST(MeshDuplicates, NonFinitePointsThrowNormalsDoNot) {
+  Meshes model;
+  TestMesh m = GridMesh(6);
+  m.normals.assign(36, {0, 0, 1});
+  m.normals[3].y = std::numeric_limits<float>::quiet_NaN();
+  EXPECT_NO_THROW(model.Insert(m));
+
+  m.points[17].y = std::numeric_limits<float>::infinity();
+  try {
+    model.Insert(m);
+    FAIL();
+  } catch (Exception const& e) {
+    EXPECT_STREQ("NAN or INF in mesh point: 17", e.what());
+  }
+}
+
+TEST(MeshDuplicates, FlatMeshesAreFoundLinesAreNot) {
+  Meshes model;
+  TestMesh flat = GridMesh(6);
+  for (auto& p : flat.points) p.z = 2;
+  TestMesh flat_moved = flat;
+  for (auto& p : flat_moved.points) p.x += 3;
+  model.Insert(flat);
+  EXPECT_EQ(0u, model.Insert(flat_moved).duplicate_of);
+  EXPECT_EQ(1u, model.matrices.size());
+
+  TestMesh line = GridMesh(6);
+  for (auto& p : line.points) p.y = p.z = 0;
+  TestMesh line_again = line;
+  model.Insert(line);
+  MeshRecord const r = model.Insert(line_again);
+  EXPECT_EQ(0u, r.duplicate_matrix);
+  EXPECT_EQ(0u, r.content_hash);
+  EXPECT_EQ(0u, r.duplicate_of);
+  EXPECT_NE(-1, r.stored_offset);
+}
+
+TEST(MeshDuplicates, EmptyMeshHasZeroBounds) {
+  Meshes model;
+  TestMesh empty;
+  EXPECT_EQ((BoundingBox{0, 0, 0, 0, 0, 0}), model.Insert(empty).bounds);
+}
+
+TEST(MeshDuplicates, ReferencePointsSpanTheMesh) {
+  std::vector<Point> const points = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {1, 3, 0}, {1, 1, 0},
+                                     {1, 1, 2}, {1, 1, -2}};
+  // A = 0, B = 2 span x; 3 is farthest from that line; 5 is the first of the
+  // two farthest from the plane z = 0.
+  ReferencePoints const r = PickReferencePoints(points.data(), 7, 0, 2);
+  EXPECT_EQ((ReferencePoints{0, 2, 3, 5}), r);
+  Frame const f = MakeFrame(points.data(), r);
+  EXPECT_EQ((Frame{-2, 0, 0, 0, -1, -3, 0, 0, -1, -1, -2, 0, 0, 0, 0, 1}), f);
+
+  std::vector<Point> const flat(points.begin(), points.begin() + 5);
+  ReferencePoints const p = PickReferencePoints(flat.data(), 5, 0, 2);
+  EXPECT_EQ(kNoIndex, p[3]);
+  Frame const g = MakeFrame(flat.data(), p);
+  EXPECT_EQ(6.0f, g[10]);  // (P0 - P1) x (P0 - P2) = (-2,0,0) x (-1,-3,0)
+
+  std::vector<Point> const line = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
+  EXPECT_EQ((ReferencePoints{kNoIndex, kNoIndex, kNoIndex, kNoIndex}),
+            PickReferencePoints(line.data(), 3, 0, 2));
+}
