@@ -246,7 +246,6 @@ TEST(StreamMesh, SixteenBitIndicesUpTo65535Vertices) {
     EXPECT_EQ(Expected(m, order), enc.Positions(r, split));
     EXPECT_EQ((std::array<uint64_t, 2>{0, 0}), split);
     MeshTocEntry const& large = r.toc[n == 65535 ? 0 : 1];  // the header of R stays raw
-    EXPECT_LT(large.size, 0x20000u);
     EXPECT_EQ(90, enc.stream.bytes[large.offset]);
   }
 }
