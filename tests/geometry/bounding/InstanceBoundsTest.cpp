@@ -1,0 +1,61 @@
+#include "geometry/bounding/InstanceBounds.h"
+
+#include <gtest/gtest.h>
+
+#include "geometry/bounding/BoundingBoxD.h"
+
+namespace QX::Store {
+namespace {
+
+MeshStreamData Mesh(std::initializer_list<std::pair<uint64_t, uint32_t>> toc) {
+  MeshStreamData mesh;
+  mesh.bounds = {0, 0, 0, 1, 2, 3};
+  for (auto [offset, size] : toc) mesh.AddTocEntry(offset, size);
+  return mesh;
+}
+
+TEST(ComputeInstanceBounds, WeightIsKibibytesOfValidEntriesAndAtLeastOne) {
+  BoundingItem item;
+  EXPECT_TRUE(ComputeInstanceBounds(item, Mesh({{0, 100}}), kIdentityMatrix, nullptr));
+  EXPECT_EQ(item.weight, 1u);
+  EXPECT_EQ(item.bounds, (BoundingBox{0, 0, 0, 1, 2, 3}));
+  EXPECT_TRUE(ComputeInstanceBounds(
+      item, Mesh({{0, 2048}, {~0ull, 4096}, {10, ~0u}, {4000, 1023}}), kIdentityMatrix, nullptr));
+  EXPECT_EQ(item.weight, 2u);  // (2048 + 1023) >> 10
+}
+
+TEST(ComputeInstanceBounds, WithoutStreamDataTheItemKeepsItsEmptyBox) {
+  BoundingItem item;
+  EXPECT_FALSE(ComputeInstanceBounds(item, Mesh({{~0ull, ~0u}}), kIdentityMatrix, nullptr));
+  EXPECT_FALSE(item.bounds.Valid());
+  EXPECT_EQ(item.weight, 0u);
+}
+
+TEST(ComputeInstanceBounds, DuplicateMatrixActsBeforeTheInstanceMatrix) {
+  Matrix const scale = {2, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0};
+  Matrix const move = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10, 0, 0};
+  BoundingItem item;
+  ASSERT_TRUE(ComputeInstanceBounds(item, Mesh({{0, 1}}), scale, &move));
+  EXPECT_EQ(item.bounds, (BoundingBox{20, 0, 0, 22, 4, 6}));  // (p + 10) * 2
+  ASSERT_TRUE(ComputeInstanceBounds(item, Mesh({{0, 1}}), move, &scale));
+  EXPECT_EQ(item.bounds, (BoundingBox{10, 0, 0, 12, 4, 6}));  // p * 2 + 10
+}
+
+TEST(ComputeModelBounds, UnitesKnownAndComputedBoxesSkippingFailures) {
+  std::vector<BoundingItem> items(3);
+  items[0].bounds = {-5, 0, 0, -4, 1, 1};  // already known: not recomputed
+  std::vector<BoundingItem*> pointers = {&items[0], &items[1], &items[2]};
+  std::vector<uint32_t> computed;
+  BoundingBox const box = ComputeModelBounds(pointers, [&](BoundingItem& item) {
+    computed.push_back(static_cast<uint32_t>(&item - items.data()));
+    if (&item == &items[2]) return false;
+    item.bounds = {1, 1, 1, 2, 2, 2};
+    return true;
+  });
+  EXPECT_EQ(computed, (std::vector<uint32_t>{1, 2}));
+  EXPECT_EQ(box, (BoundingBox{-5, 0, 0, 2, 2, 2}));
+  EXPECT_FALSE(items[2].bounds.Valid());
+}
+
+}  // namespace
+}  // namespace QX::Store
