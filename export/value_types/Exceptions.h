@@ -22,4 +22,28 @@ class IOException : public Exception {
   int32_t result_code_;
 };
 
+// A handle or object that doesn't stand for anything usable.
+class InvalidObjectException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// An index or count beyond the end of what it addresses.
+class IndexOutOfRangeException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// Arguments that don't describe a valid setting or geometry.
+class InvalidSpecificationException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// An operation that isn't possible on the object in its present state.
+class InvalidOperationException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
 }  // namespace KZV

@@ -1,0 +1,198 @@
+#include "scene/KeyPath.h"
+
+#include <algorithm>
+
+#include "scene/detail/Entities.h"
+
+namespace KZV {
+
+using detail::KeyAccess;
+using detail::SegmentData;
+using SegmentList = std::vector<std::shared_ptr<SegmentData>>;
+
+namespace {
+
+void PushSegment(SegmentList& out, std::shared_ptr<SegmentData> const& segment) {
+  if (segment && (out.empty() || out.back() != segment)) out.push_back(segment);
+}
+
+// Adds the owners above the last segment of `out` up to `stop`, without
+// `stop` itself; adds nothing if `stop` isn't among them. A null `stop`
+// climbs to the root.
+void Climb(SegmentList& out, SegmentData const* stop) {
+  if (out.empty()) return;
+  SegmentList chain;
+  for (auto s = out.back()->owner.lock(); s; s = s->owner.lock()) {
+    if (s.get() == stop) {
+      out.insert(out.end(), chain.begin(), chain.end());
+      return;
+    }
+    chain.push_back(s);
+  }
+  if (!stop) out.insert(out.end(), chain.begin(), chain.end());
+}
+
+// The segments of a path, leaf first, with the owners that the path
+// leaves out filled in.
+SegmentList Segments(KeyArray const& keys) {
+  SegmentList out;
+  for (size_t i = 0; i < keys.size(); ++i) {
+    auto entity = KeyAccess::Lock(keys[i]);
+    if (!entity) continue;
+    if (auto segment = std::dynamic_pointer_cast<SegmentData>(entity)) {
+      PushSegment(out, segment);
+    } else if (auto include = std::dynamic_pointer_cast<detail::IncludeData>(entity)) {
+      PushSegment(out, include->owner.lock());
+    } else {
+      continue;
+    }
+    std::shared_ptr<detail::Entity> next = i + 1 < keys.size() ? KeyAccess::Lock(keys[i + 1]) : nullptr;
+    if (!next) {
+      if (i + 1 == keys.size()) Climb(out, nullptr);
+    } else if (auto segment = std::dynamic_pointer_cast<SegmentData>(next)) {
+      Climb(out, segment.get());
+    }
+  }
+  return out;
+}
+
+// Net modelling matrix of segments[first..]: each one's own first.
+MatrixKit NetMatrix(SegmentList const& segments, size_t first) {
+  MatrixKit net;
+  for (size_t i = first; i < segments.size(); ++i)
+    if (segments[i]->attributes.matrix) net.MultiplyAndAssign(*segments[i]->attributes.matrix);
+  return net;
+}
+
+// Merges an inherited kit from the top down.
+template <typename Kit>
+bool NetKit(SegmentList const& segments, std::optional<Kit> detail::Attributes::*field, Kit& out) {
+  Kit net;
+  bool found = false;
+  for (auto it = segments.rbegin(); it != segments.rend(); ++it)
+    if (auto const& kit = (*it)->attributes.*field) {
+      net.Merge(*kit);
+      found = true;
+    }
+  if (found) out = net;
+  return found;
+}
+
+bool LocksVisibility(SegmentData const& segment) {
+  bool locked = false;
+  return segment.attributes.lock && segment.attributes.lock->ShowLock(AttributeLock::Type::Visibility, locked) &&
+         locked;
+}
+
+template <typename Definition>
+bool FindDefinition(SegmentList const& segments, std::map<std::string, Definition> SegmentData::*table,
+                    char const* name, Definition& out) {
+  if (!name) return false;
+  for (auto const& segment : segments) {
+    auto it = (segment.get()->*table).find(name);
+    if (it != (segment.get()->*table).end()) {
+      out = it->second;
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+KeyPath& KeyPath::PushFront(Key const& key) {
+  keys_.insert(keys_.begin(), key);
+  return *this;
+}
+
+bool KeyPath::ShowKeys(KeyArray& out) const {
+  out = keys_;
+  return !keys_.empty();
+}
+
+bool KeyPath::ShowNetVisibility(VisibilityKit& out) const {
+  SegmentList const segments = Segments(keys_);
+  VisibilityKit net;
+  bool found = false;
+  for (auto it = segments.rbegin(); it != segments.rend(); ++it) {
+    if (auto const& kit = (*it)->attributes.visibility) {
+      net.Merge(*kit);
+      found = true;
+    }
+    if (LocksVisibility(**it)) break;
+  }
+  if (found) out = net;
+  return found;
+}
+
+bool KeyPath::ShowNetDrawingAttribute(DrawingAttributeKit& out) const {
+  return NetKit(Segments(keys_), &detail::Attributes::drawing, out);
+}
+
+bool KeyPath::ShowNetTextAttribute(TextAttributeKit& out) const {
+  return NetKit(Segments(keys_), &detail::Attributes::text, out);
+}
+
+bool KeyPath::ShowNetMaterialMapping(MaterialMappingKit& out) const {
+  return NetKit(Segments(keys_), &detail::Attributes::mapping, out);
+}
+
+bool KeyPath::ShowNetMaterialPalette(UTF8& out) const {
+  for (auto const& segment : Segments(keys_))
+    if (segment->attributes.palette) {
+      out = *segment->attributes.palette;
+      return true;
+    }
+  return false;
+}
+
+bool KeyPath::ShowNetModellingMatrix(MatrixKit& out) const {
+  MatrixKit const net = NetMatrix(Segments(keys_), 0);
+  if (net.Empty()) return false;
+  out = net;
+  return true;
+}
+
+bool KeyPath::ShowNetConditions(UTF8Array& out) const {
+  SegmentList const segments = Segments(keys_);
+  UTF8Array names;
+  for (auto it = segments.rbegin(); it != segments.rend(); ++it)
+    if (auto const& conditions = (*it)->attributes.conditions)
+      for (UTF8 const& name : *conditions)
+        if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  if (names.empty()) return false;
+  out = std::move(names);
+  return true;
+}
+
+bool KeyPath::ShowNetClipRegions(std::vector<PointArrayArray>& regions, std::vector<Drawing::ClipSpace>& spaces,
+                                 std::vector<Drawing::ClipOperation>& operations,
+                                 std::vector<MatrixKit>& matrices) const {
+  SegmentList const segments = Segments(keys_);
+  regions.clear();
+  spaces.clear();
+  operations.clear();
+  matrices.clear();
+  for (size_t i = segments.size(); i-- > 0;)
+    if (auto const& clip = segments[i]->attributes.clip) {
+      regions.push_back(clip->loops);
+      spaces.push_back(clip->space);
+      operations.push_back(clip->operation);
+      matrices.push_back(NetMatrix(segments, i));
+    }
+  return !regions.empty();
+}
+
+bool KeyPath::ShowEffectiveTextureDefinition(char const* name, TextureDefinition& out) const {
+  return FindDefinition(Segments(keys_), &SegmentData::textures, name, out);
+}
+
+bool KeyPath::ShowEffectiveImageDefinition(char const* name, ImageDefinition& out) const {
+  return FindDefinition(Segments(keys_), &SegmentData::images, name, out);
+}
+
+bool KeyPath::ShowEffectiveMaterialPaletteDefinition(char const* name, MaterialPaletteDefinition& out) const {
+  return FindDefinition(Segments(keys_), &SegmentData::palettes, name, out);
+}
+
+}  // namespace KZV
