@@ -17,8 +17,7 @@ void PushSegment(SegmentList& out, std::shared_ptr<SegmentData> const& segment) 
 }
 
 // Adds the owners above the last segment of `out` up to `stop`, without
-// `stop` itself; adds nothing if `stop` isn't among them. A null `stop`
-// climbs to the root.
+// `stop` itself; adds nothing if `stop` isn't among them.
 void Climb(SegmentList& out, SegmentData const* stop) {
   if (out.empty()) return;
   SegmentList chain;
@@ -29,11 +28,10 @@ void Climb(SegmentList& out, SegmentData const* stop) {
     }
     chain.push_back(s);
   }
-  if (!stop) out.insert(out.end(), chain.begin(), chain.end());
 }
 
 // The segments of a path, leaf first, with the owners that the path
-// leaves out filled in.
+// leaves out between two of its keys filled in.
 SegmentList Segments(KeyArray const& keys) {
   SegmentList out;
   for (size_t i = 0; i < keys.size(); ++i) {
@@ -46,12 +44,8 @@ SegmentList Segments(KeyArray const& keys) {
     } else {
       continue;
     }
-    std::shared_ptr<detail::Entity> next = i + 1 < keys.size() ? KeyAccess::Lock(keys[i + 1]) : nullptr;
-    if (!next) {
-      if (i + 1 == keys.size()) Climb(out, nullptr);
-    } else if (auto segment = std::dynamic_pointer_cast<SegmentData>(next)) {
-      Climb(out, segment.get());
-    }
+    if (i + 1 == keys.size()) break;
+    if (auto next = KeyAccess::As<SegmentData>(keys[i + 1])) Climb(out, next.get());
   }
   return out;
 }

@@ -1,8 +1,8 @@
 #pragma once
 // A path through the scene: segments and includes, the leaf first and the
 // top last. An include stands right behind the segment it brings in.
-// Owners missing between two keys, and above the last one, are filled in:
-// net attributes take every segment from the leaf up to its root.
+// Owners missing between two keys are filled in; nothing above the last
+// key counts, so a path cut short leaves out the attributes above its top.
 #include "scene/Enums.h"
 #include "scene/Key.h"
 #include "scene/TypeCodes.h"
