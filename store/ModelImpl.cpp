@@ -5,10 +5,11 @@
 
 #include "files/File.h"
 #include "files/FileSystem.h"
+#include "geometry/mesh/MeshData.h"
 #include "store/CacheImpl.h"
 #include "store/FileErrors.h"
 #include "store/Logger.h"
-#include "store/PagedFile.h"
+#include "store/StreamPagedFiles.h"
 
 namespace QX::Store {
 
@@ -38,7 +39,9 @@ ModelImpl::ModelImpl(CacheImpl* cache, Logger* logger, FileSystem* file_system)
       stream_meshes_file(file_system->NewFile()),
       stream_meshes_toc_file(file_system->NewFile()),
       stream_images_file(file_system->NewFile()),
-      stream_images_toc_file(file_system->NewFile()) {}
+      stream_images_toc_file(file_system->NewFile()),
+      stream_mesh_pages(std::make_unique<StreamMeshPages>(this)),
+      stream_image_pages(std::make_unique<StreamImagePages>(this)) {}
 
 ModelImpl::~ModelImpl() { Close(); }
 
@@ -155,16 +158,13 @@ void ModelImpl::EnsureDefaultObjects() {
   }
 }
 
-// The model's empty mesh: no points, no elements, the default material.
-// Mesh insertion stores its (empty) record in _meshes.qxi once that
-// operation is part of the store; until then the record has no stored bytes.
+// The model's empty mesh: no points, no elements, the default material,
+// with a stored record of zero counts.
 void ModelImpl::EnsureDefaultMesh() {
-  MeshRecord record;
-  record.key = 0;
-  mesh_records.push_back(std::move(record));
-  meshes.Insert(0, MeshEntry{uint32_t(mesh_records.size() - 1), MeshKind::Record});
-  next.mesh = std::max(next.mesh, 1u);
-  dirty = true;
+  MeshKey const after = std::max(next.mesh, 1u);
+  next.mesh = 0;
+  InsertMesh(MeshData{});
+  next.mesh = after;
 }
 
 File* ModelImpl::EnsureOpen(File& file, char const* file_name, bool required) {

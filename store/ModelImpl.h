@@ -27,6 +27,7 @@ class FileSystem;
 class Logger;
 class PagedFile;
 struct BoundingTree;
+struct StoredMesh;
 
 // Where a MeshKey's payload lies: a MeshRecord, or a list of mesh keys.
 enum class MeshKind : uint32_t { Record = 0, List = 1 };
@@ -132,6 +133,9 @@ class ModelImpl {
   MeshKey InsertMesh(MeshData const& mesh);
   // The record of a mesh of the record kind; null otherwise.
   MeshRecord const* FindMesh(MeshKey key) const;
+  // Writes the stream records and toc record of one mesh (ModelMeshes.cpp);
+  // nothing if its toc is filled, the no-data entry on a read-only model.
+  void EncodeStreamMesh(MeshRecord& mesh, StoredMesh& scratch, uint32_t effort);
 
   // --- Instances, groups, includes ---
   InstanceKey InsertInstance(MeshKey mesh, MatrixKey matrix, MaterialKey face, MaterialKey line,

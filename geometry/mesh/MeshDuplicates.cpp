@@ -276,7 +276,7 @@ bool FindDuplicate(MeshData const& mesh, MeshRecord& record, DuplicateSearch& se
   if ((extent[0] == 0) + (extent[1] == 0) + (extent[2] == 0) > 1) return false;
 
   uint64_t const hash = MeshContentHash(mesh);
-  std::vector<MeshKey>& list = search.tables.candidates[hash];
+  std::vector<MeshKey>& list = search.candidates[hash];
   if (list.empty() || list.size() >= kMaxCandidates) {
     record.content_hash = hash;
     list.push_back(record.key);
@@ -310,7 +310,7 @@ bool FindDuplicate(MeshData const& mesh, MeshRecord& record, DuplicateSearch& se
   std::copy(transform.begin(), transform.end(), matrix.begin());
   record.duplicate_matrix = identity ? 0 : search.insert_matrix(matrix);
   record.duplicate_of = original;
-  search.tables.duplicates[original].push_back(record.key);
+  search.duplicates[original].push_back(record.key);
   return true;
 }
 

@@ -25,19 +25,16 @@ inline constexpr uint32_t kMinDuplicatePoints = 32;
 // Distinct shapes per hash value that are compared at all.
 inline constexpr size_t kMaxCandidates = 6;
 
-// The two tables of a model that duplicate detection works on.
-struct MeshContentTables {
-  // content_hash -> meshes with data of their own, oldest first.
-  std::unordered_map<uint64_t, std::vector<MeshKey>> candidates;
-  // mesh with data of its own -> meshes that are duplicates of it.
-  std::unordered_map<MeshKey, std::vector<MeshKey>, KeyHasher> duplicates;
-};
+// A table of key lists: content hash -> meshes with data of their own,
+// oldest first; or mesh key -> the meshes that are duplicates of it.
+using MeshKeyLists = std::unordered_map<uint64_t, std::vector<uint32_t>>;
 
 // What FindDuplicate needs of the model.
 struct DuplicateSearch {
-  MeshContentTables& tables;
-  File& stored;          // _meshes.qxi, where candidates are read from
-  StoredMesh& scratch;   // holds a candidate while it is compared
+  MeshKeyLists& candidates;
+  MeshKeyLists& duplicates;
+  File& stored;         // _meshes.qxi, where candidates are read from
+  StoredMesh& scratch;  // holds a candidate while it is compared
   std::function<MeshRecord const*(MeshKey)> find_mesh;
   std::function<MatrixKey(Matrix const&)> insert_matrix;
 };

@@ -23,10 +23,11 @@ namespace {
 struct Meshes {
   MemoryFile stored;
   StoredMesh scratch;
-  MeshContentTables tables;
+  MeshKeyLists candidates;
+  MeshKeyLists duplicates;
   std::vector<MeshRecord> records;
   std::vector<Matrix> matrices;
-  DuplicateSearch search{tables, stored, scratch,
+  DuplicateSearch search{candidates, duplicates, stored, scratch,
                          [this](MeshKey key) -> MeshRecord const* {
                            return key < records.size() ? &records[key] : nullptr;
                          },
@@ -69,8 +70,8 @@ TEST(MeshDuplicates, TranslationAndExactRepetition) {
   EXPECT_EQ(0u, a.duplicate_matrix);
   EXPECT_EQ(1u, model.matrices.size());
   EXPECT_EQ(stored_size, model.stored.bytes.size());
-  EXPECT_EQ((std::vector<MeshKey>{1, 2}), model.tables.duplicates[0]);
-  EXPECT_EQ((std::vector<MeshKey>{0}), model.tables.candidates[model.records[0].content_hash]);
+  EXPECT_EQ((std::vector<MeshKey>{1, 2}), model.duplicates[0]);
+  EXPECT_EQ((std::vector<MeshKey>{0}), model.candidates[model.records[0].content_hash]);
   EXPECT_EQ((BoundingBox{10, -20, 0.5f, 15, -12.5f, 9.875f}), m.bounds);
 }
 
@@ -84,7 +85,7 @@ TEST(MeshDuplicates, FewerThan32PointsAreNeverCompared) {
   MeshRecord const r = model.Insert(small_again);
   EXPECT_EQ(0u, r.duplicate_of);
   EXPECT_EQ(0u, r.content_hash);
-  EXPECT_TRUE(model.tables.candidates.empty());
+  EXPECT_TRUE(model.candidates.empty());
 
   small.points.push_back({4, 4, 4});
   TestMesh thirty_two = small;
@@ -104,13 +105,13 @@ TEST(MeshDuplicates, SameHashOtherShapeStaysAndTheSeventhIsNotCompared) {
     EXPECT_NE(0u, r.content_hash);
   }
   uint64_t const hash = model.records[0].content_hash;
-  EXPECT_EQ((std::vector<MeshKey>{0, 1, 2, 3, 4, 5, 6}), model.tables.candidates[hash]);
+  EXPECT_EQ((std::vector<MeshKey>{0, 1, 2, 3, 4, 5, 6}), model.candidates[hash]);
 
   // The eighth is equal to the first, but six keys are there already.
   TestMesh m = GridMesh(6);
   m.points[7].z += 1;
   EXPECT_EQ(0u, model.Insert(m).duplicate_of);
-  EXPECT_EQ(8u, model.tables.candidates[hash].size());
+  EXPECT_EQ(8u, model.candidates[hash].size());
 }
 
 TEST(MeshDuplicates, NonFinitePointsThrowNormalsDoNot) {

@@ -1,0 +1,188 @@
+// Mesh insertion through the Model handle: the order of the checks, the
+// key handling, duplicates across a reopen, and encoding that survives one.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <limits>
+
+#include "files/File.h"
+#include "geometry/mesh/MeshData.h"
+#include "geometry/mesh/StoredMesh.h"
+#include "geometry/mesh/StreamMesh.h"
+#include "store/Cache.h"
+#include "store/Logger.h"
+#include "store/Model.h"
+#include "store/ModelImpl.h"
+#include "tests/geometry/mesh/TestMesh.h"
+#include "tests/support/TempDir.h"
+
+using namespace QX::Store;
+using qx_test::GridMesh;
+using qx_test::TestMesh;
+
+namespace {
+
+class ModelMeshesTest : public ::testing::Test {
+ protected:
+  ModelMeshesTest() : cache_(Cache::Open(nullptr)) { Reopen(); }
+  ~ModelMeshesTest() override { model = Model(); }
+
+  void Reopen(bool read_only = false) {
+    model = Model();
+    model = cache_.OpenModel((dir_.Path() / "model").string().c_str(), read_only);
+  }
+  ModelImpl& impl() { return model.Impl(); }
+  uintmax_t MeshFileSize() const {
+    return std::filesystem::file_size(dir_.Path() / "model" / "_meshes.qxi");
+  }
+  void ExpectThrow(MeshData const& mesh, char const* text) {
+    try {
+      model.InsertMesh(mesh);
+      ADD_FAILURE() << "no exception, expected " << text;
+    } catch (Exception const& e) {
+      EXPECT_STREQ(text, e.what());
+    }
+  }
+
+  Model model;
+
+ private:
+  qx_test::TempDir dir_;
+  Cache cache_;
+};
+
+constexpr uint32_t X() { return kNoIndex; }
+
+}  // namespace
+
+TEST_F(ModelMeshesTest, NewModelStoresTheEmptyMeshFirst) {
+  MeshRecord const* empty = impl().FindMesh(0);
+  ASSERT_NE(nullptr, empty);
+  EXPECT_EQ(0, empty->stored_offset);
+  // Four zero counts, flags, no bits, three empty element lists.
+  EXPECT_EQ(36u, MeshFileSize());
+  EXPECT_EQ(1u, model.InsertMesh(GridMesh(2).Data()));
+}
+
+TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
+  TestMesh mesh = GridMesh(3);
+  mesh.data.face_element_bits = {1, 2};  // one more than elements
+  mesh.data.line_material_map = 77;
+  mesh.data.point_material = 5;
+  ExpectThrow(mesh.Data(), "Used an invalid MaterialKey");
+  mesh.data.point_material = 0;
+  ExpectThrow(mesh.Data(), "Used an invalid MaterialMapKey");
+  mesh.data.line_material_map = 0;
+  ExpectThrow(mesh.Data(), "More element bits provided than elements.");
+  mesh.data.face_element_bits = {1};
+  mesh.data.line_element_bits = {1};  // no line elements
+  ExpectThrow(mesh.Data(), "More element bits provided than elements.");
+  mesh.data.line_element_bits.clear();
+  mesh.data.face_material_map = impl().InsertMaterialMap({0});
+  EXPECT_EQ(1u, model.InsertMesh(mesh.Data()));
+  EXPECT_EQ(mesh.data.face_material_map, impl().FindMesh(1)->face_material_map);
+}
+
+TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshes) {
+  Reopen(true);
+  ExpectThrow(GridMesh(2).Data(), "Attempted to modify a read only model.");
+}
+
+TEST_F(ModelMeshesTest, TranslatedAndRepeatedMeshesShareTheFirstOnesData) {
+  TestMesh first = GridMesh(6);
+  MeshKey const a = model.InsertMesh(first.Data());
+  uintmax_t const size = MeshFileSize();
+
+  TestMesh moved = GridMesh(6, 4, 5, 6);
+  MeshKey const b = model.InsertMesh(moved.Data());
+  MeshRecord const& rb = *impl().FindMesh(b);
+  EXPECT_EQ(a, rb.duplicate_of);
+  EXPECT_EQ(-1, rb.stored_offset);
+  double matrix[12];
+  impl().GetMatrix(rb.duplicate_matrix, matrix);
+  EXPECT_NEAR(4, matrix[9], 1e-4);
+  EXPECT_NEAR(5, matrix[10], 1e-4);
+  EXPECT_NEAR(6, matrix[11], 1e-4);
+
+  TestMesh again = GridMesh(6);
+  MeshRecord const& rc = *impl().FindMesh(model.InsertMesh(again.Data()));
+  EXPECT_EQ(a, rc.duplicate_of);
+  EXPECT_EQ(0u, rc.duplicate_matrix);
+  EXPECT_EQ(size, MeshFileSize());
+  EXPECT_EQ(2u, impl().mesh_duplicate_count);
+
+  // The hash of the first mesh survives in the digest.
+  Reopen();
+  TestMesh later = GridMesh(6, -1, 0, 0);
+  EXPECT_EQ(a, impl().FindMesh(model.InsertMesh(later.Data()))->duplicate_of);
+  EXPECT_EQ(size, MeshFileSize());
+}
+
+TEST_F(ModelMeshesTest, NonFinitePointSpendsTheKeyAndLeavesARecordWithoutData) {
+  Reopen();  // a model whose digest is up to date
+  ASSERT_FALSE(impl().dirty);
+  TestMesh mesh = GridMesh(3);
+  mesh.normals.assign(9, {std::numeric_limits<float>::quiet_NaN(), 0, 0});
+  mesh.points[5].z = std::numeric_limits<float>::quiet_NaN();
+  ExpectThrow(mesh.Data(), "NAN or INF in mesh point: 5");
+  EXPECT_FALSE(impl().dirty);
+  MeshRecord const* spent = impl().FindMesh(1);
+  ASSERT_NE(nullptr, spent);
+  EXPECT_EQ(-1, spent->stored_offset);
+
+  mesh.points[5].z = 0;  // a NaN normal is no reason to refuse
+  EXPECT_EQ(2u, model.InsertMesh(mesh.Data()));
+}
+
+TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
+  TestMesh faces = GridMesh(5);
+  faces.normals = {{0, 0, 1}, {0, 1, 0}};
+  faces.uvs = {{0.5f, 0.25f}};
+  faces.data.flags = kFaceNormals | kFaceUvs | 3;
+  std::vector<uint32_t> words;
+  for (uint32_t p : faces.data.face_elements[0]) words.insert(words.end(), {p, p % 2, 0});
+  faces.data.face_elements = {words};
+
+  TestMesh lines;
+  lines.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}};
+  lines.colors = {{255, 0, 0, 128}};
+  lines.data.flags = kLineColors;
+  lines.data.line_elements = {{0, 0, 1, 0, 2, X()}};
+
+  TestMesh cloud;
+  std::vector<uint32_t> all;
+  for (uint32_t i = 0; i < 70000; ++i) {
+    cloud.points.push_back({float(i % 301), float(i / 301), 1});
+    all.push_back(i);
+  }
+  cloud.data.flags = 0;
+  cloud.data.point_elements = {all};
+
+  std::vector<MeshKey> keys;
+  for (TestMesh* m : {&faces, &lines, &cloud}) keys.push_back(model.InsertMesh(m->Data()));
+  StoredMesh scratch;
+  for (MeshKey key : keys) {
+    MeshEntry const* entry = impl().meshes.Find(key);
+    impl().EncodeStreamMesh(impl().mesh_records[entry->index], scratch, 1);
+  }
+  std::vector<std::vector<MeshTocEntry>> tocs;
+  for (MeshKey key : keys) tocs.push_back(impl().FindMesh(key)->toc);
+  EXPECT_EQ(1u, tocs[0].size());
+  EXPECT_EQ(kExpandedHeaderKind, tocs[2][0].kind);
+
+  Reopen();
+  std::vector<uint32_t> const classes = {1, 2, 4};
+  std::vector<uint64_t> const counts = {faces.data.face_elements[0].size() / 3, 4, 70000};
+  File& stream = *impl().EnsureOpen(*impl().stream_meshes_file, kStreamMeshesName, true);
+  for (size_t i = 0; i < keys.size(); ++i) {
+    MeshRecord const& record = *impl().FindMesh(keys[i]);
+    EXPECT_EQ(tocs[i], record.toc);
+    EXPECT_EQ(classes[i], record.classes);
+    std::vector<uint8_t> extra, records;
+    ASSERT_TRUE(ReadStreamMesh(stream, record, extra, records));
+    std::vector<std::array<double, 3>> positions;
+    std::array<uint64_t, 2> split{};
+    ASSERT_TRUE(ParseMeshPositions(records, positions, split));
+    EXPECT_EQ(counts[i], positions.size());
+  }
+}
