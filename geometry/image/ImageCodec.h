@@ -1,0 +1,49 @@
+#pragma once
+// Checking, decoding, scaling and PNG writing of images. The bytes of a file
+// image come from users' files and are hostile: every function here fails
+// cleanly on bad data, without reading outside it and without allocating
+// more than the decoded-size limit allows.
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace QX::Store {
+
+// The largest decoded image accepted, in pixels: 8192 x 8192. A file image
+// that declares more is refused before any pixel buffer is allocated.
+inline constexpr uint64_t kMaxDecodedPixels = uint64_t{1} << 26;
+
+// Which decoder made a pixel buffer, so that it goes back to the matching free.
+enum class ImageDecoder : uint32_t { Stb = 0, PngFallback = 1 };
+
+struct DecodedImage {
+  uint8_t* pixels = nullptr;  // rows top to bottom, no row padding
+  uint32_t width = 0;
+  uint32_t height = 0;
+  uint32_t channels = 0;
+  ImageDecoder decoder = ImageDecoder::Stb;
+};
+
+// True if the bytes are a JPEG, PNG or BMP file whose header can be read,
+// whatever `code` claims. For code 5 (PNG file) a PNG whose signature is
+// damaged passes if libpng can read its header.
+bool ValidateImage(uint32_t size, void const* bytes, uint32_t code, std::string& reason);
+
+// Decodes with the file's own channel count. For code 5 a PNG that the main
+// decoder refuses gets a second chance, which always gives 4 channels.
+// Pixels of a successful decode must go back through FreeDecodedImage.
+bool DecodeImage(uint32_t size, void const* bytes, uint32_t code, DecodedImage& out,
+                 std::string& reason);
+void FreeDecodedImage(DecodedImage& image);
+
+// Scales 8-bit pixels with 1 to 4 channels into `out`, which holds
+// new_width x new_height x channels bytes.
+bool ResizeImage(uint8_t const* pixels, uint32_t width, uint32_t height, uint8_t* out,
+                 uint32_t new_width, uint32_t new_height, uint32_t channels);
+
+// Writes 8-bit pixels with 1 (gray), 2 (gray, alpha), 3 (RGB) or 4 (RGBA)
+// channels as a PNG file into `out`, replacing its contents.
+bool EncodePng(uint8_t const* pixels, uint32_t width, uint32_t height, uint32_t channels,
+               std::vector<uint8_t>& out);
+
+}  // namespace QX::Store

@@ -1,0 +1,127 @@
+#pragma once
+// Images built in code for the image tests, and access to the sample
+// textures when they are present.
+#include <lodepng.h>
+#include <zlib.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace QX::Store::test {
+
+using Bytes = std::vector<uint8_t>;
+
+// Pixels whose values differ from pixel to pixel and channel to channel.
+inline Bytes Pattern(uint32_t width, uint32_t height, uint32_t channels, uint32_t seed = 1) {
+  Bytes pixels(size_t{width} * height * channels);
+  uint32_t state = seed * 2654435761u + 12345u;
+  for (auto& value : pixels) {
+    state = state * 1664525u + 1013904223u;
+    value = static_cast<uint8_t>(state >> 24);
+  }
+  return pixels;
+}
+
+struct PngOptions {
+  LodePNGColorType raw = LCT_RGBA;   // layout of the pixels handed in
+  LodePNGColorType file = LCT_RGBA;  // color type written to the file
+  unsigned depth = 8;                // bits per sample in the file
+  bool interlaced = false;
+  Bytes palette;                     // RGBA entries for palette files
+  bool force_palette = false;        // a PLTE chunk even on non-palette types
+};
+
+inline PngOptions Options(LodePNGColorType raw, LodePNGColorType file, unsigned depth = 8,
+                          bool interlaced = false, bool force_palette = false) {
+  PngOptions options;
+  options.raw = raw, options.file = file, options.depth = depth;
+  options.interlaced = interlaced, options.force_palette = force_palette;
+  return options;
+}
+
+// RGBA pixels written as a palette image; every pixel must be in `palette`.
+inline PngOptions PaletteOptions(unsigned depth, Bytes const& palette) {
+  PngOptions options = Options(LCT_RGBA, LCT_PALETTE, depth);
+  options.palette = palette;
+  return options;
+}
+
+// A PNG with exactly the asked color type, depth and interlacing.
+inline Bytes MakePng(Bytes const& pixels, uint32_t width, uint32_t height, PngOptions const& o) {
+  LodePNGState state;
+  lodepng_state_init(&state);
+  state.info_raw.colortype = o.raw;
+  state.info_raw.bitdepth = 8;
+  state.encoder.auto_convert = 0;
+  state.encoder.force_palette = o.force_palette ? 1 : 0;
+  state.info_png.color.colortype = o.file;
+  state.info_png.color.bitdepth = o.depth;
+  state.info_png.interlace_method = o.interlaced ? 1 : 0;
+  for (size_t i = 0; i + 3 < o.palette.size(); i += 4) {
+    lodepng_palette_add(&state.info_png.color, o.palette[i], o.palette[i + 1], o.palette[i + 2],
+                        o.palette[i + 3]);
+  }
+  unsigned char* png = nullptr;
+  size_t size = 0;
+  unsigned const error = lodepng_encode(&png, &size, pixels.data(), width, height, &state);
+  Bytes out;
+  if (error == 0) out.assign(png, png + size);
+  std::free(png);
+  lodepng_state_cleanup(&state);
+  return out;
+}
+
+// The same file with its signature spoiled, so that only a reader that skips
+// the signature can take it.
+inline Bytes DamageSignature(Bytes png) {
+  png[1] = 'Q';
+  return png;
+}
+
+inline void PutU32BE(Bytes& out, size_t at, uint32_t value) {
+  out[at] = uint8_t(value >> 24), out[at + 1] = uint8_t(value >> 16);
+  out[at + 2] = uint8_t(value >> 8), out[at + 3] = uint8_t(value);
+}
+
+// Sets the declared size in a PNG's IHDR and fixes the chunk's CRC.
+inline Bytes WithDeclaredSize(Bytes png, uint32_t width, uint32_t height) {
+  PutU32BE(png, 16, width);
+  PutU32BE(png, 20, height);
+  PutU32BE(png, 29, static_cast<uint32_t>(crc32(0, png.data() + 12, 17)));
+  return png;
+}
+
+// A 24-bit uncompressed BMP.
+inline Bytes MakeBmp(uint32_t width, uint32_t height) {
+  uint32_t const row = (width * 3 + 3) & ~3u;
+  Bytes out(54 + size_t{row} * height);
+  auto put = [&](size_t at, uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out[at + i] = uint8_t(value >> (8 * i));
+  };
+  out[0] = 'B', out[1] = 'M';
+  put(2, uint32_t(out.size()), 4);
+  put(10, 54, 4);
+  put(14, 40, 4);
+  put(18, width, 4);
+  put(22, height, 4);
+  put(26, 1, 2);
+  put(28, 24, 2);
+  put(34, row * height, 4);
+  return out;
+}
+
+inline std::filesystem::path SampleTexture(char const* relative) {
+  return std::filesystem::path(QX_SHARED_DIR) / "models" / relative;
+}
+
+inline Bytes ReadAll(std::filesystem::path const& path) {
+  std::ifstream in(path, std::ios::binary);
+  return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+}  // namespace QX::Store::test
