@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 #include "geometry/bounding/MatrixMath.h"
@@ -14,25 +13,6 @@ TEST(ScanPoints, NoPointsGiveAZeroPointBoxNotTheEmptyOne) {
   BoundingBox const box = ScanPoints(static_cast<Point const*>(nullptr), 0);
   EXPECT_EQ(box, (BoundingBox{0, 0, 0, 0, 0, 0}));
   EXPECT_TRUE(box.Valid());
-}
-
-TEST(ScanPoints, FloatAndDoublePointsGiveTheSameFloatBox) {
-  std::vector<PointD> doubles = {{1.1, -2, 3}, {-4, 5.5, 0.25}, {0.1, 0.2, 9.75}};
-  std::vector<Point> floats;
-  for (auto const& p : doubles) {
-    floats.push_back({static_cast<float>(p.x), static_cast<float>(p.y), static_cast<float>(p.z)});
-  }
-  BoundingBox const expected{-4, -2, 0.25f, 1.1f, 5.5f, 9.75f};
-  EXPECT_EQ(ScanPoints(doubles.data(), doubles.size()), expected);
-  EXPECT_EQ(ScanPoints(floats.data(), floats.size()), expected);
-}
-
-TEST(ScanPoints, NaNCoordinateFailsTheMinimumTest) {
-  std::vector<Point> points = {{1, 1, 1}, {NAN, 2, 2}};
-  BoundingBox const box = ScanPoints(points.data(), points.size());
-  EXPECT_TRUE(std::isnan(box.min_x));
-  EXPECT_EQ(box.max_x, 1);
-  EXPECT_EQ(box.max_y, 2);
 }
 
 TEST(TransformBox, HoldsEveryTransformedPointOfTheBox) {
@@ -57,13 +37,6 @@ TEST(TransformBox, HoldsEveryTransformedPointOfTheBox) {
       EXPECT_TRUE(p.z >= out.min_z - eps && p.z <= out.max_z + eps);
     }
   }
-}
-
-TEST(Contains, IsInclusive) {
-  BoundingBox const outer{0, 0, 0, 2, 2, 2};
-  EXPECT_TRUE(Contains(outer, outer));
-  EXPECT_TRUE(Contains(outer, {0, 1, 1, 2, 2, 2}));
-  EXPECT_FALSE(Contains(outer, {-0.001f, 1, 1, 1, 1, 1}));
 }
 
 }  // namespace

@@ -3,12 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <filesystem>
-#include <map>
-#include <unistd.h>
 
 #include "TreeTestSupport.h"
-#include "files/DiskFile.h"
 #include "geometry/bounding/ClusterTree.h"
 
 namespace QX::Store {
@@ -110,7 +106,7 @@ TEST(ReadTree, RejectsDamagedRecords) {
   EXPECT_FALSE(ReadTree(longer, lookup));
 }
 
-TEST(WriteStreamTree, NodePathsFollowTheNibbleRuleAndTheHeadMatchesAWalk) {
+TEST(WriteStreamTree, NodesAndHeadMatchAWalkOfTheTree) {
   auto set = test::ClusteredItems(6000, 17);
   auto root = SeededTree(set);
   std::vector<uint8_t> bytes;
@@ -128,64 +124,12 @@ TEST(WriteStreamTree, NodePathsFollowTheNibbleRuleAndTheHeadMatchesAWalk) {
   EXPECT_EQ(U32(bytes, 12), weight);
   ASSERT_EQ(bytes.size(), 16 + 48 * walked.size());
 
-  // Rebuild each path from the child counts: a depth-first parse with a stack.
-  struct Open { uint64_t path; uint32_t depth, children, next; };
-  std::vector<Open> stack;
   for (size_t n = 0; n < walked.size(); ++n) {
     size_t const at = 16 + 48 * n;
     EXPECT_EQ(U32(bytes, at), 79u);
     EXPECT_EQ(U32(bytes, at + 4), walked[n].second);
-    uint64_t expected = kRootPath;
-    uint32_t depth = 0;
-    while (!stack.empty() && stack.back().next == stack.back().children) stack.pop_back();
-    if (!stack.empty()) {
-      Open& parent = stack.back();
-      depth = parent.depth + 1;
-      expected = (parent.path & ~(0xFull << (4 * parent.depth))) | uint64_t{parent.next++} << (4 * parent.depth);
-    }
-    EXPECT_EQ(U64(bytes, at + 16), expected);
     EXPECT_EQ(U64(bytes, at + 16), walked[n].first);
-    stack.push_back({expected, depth, U32(bytes, at + 12), 0});
   }
-}
-
-class TreeOnDisk : public ::testing::Test {
- protected:
-  std::filesystem::path dir_ = std::filesystem::temp_directory_path() /
-                               ("bounding_tree_test_" + std::to_string(::getpid()));
-  void SetUp() override { std::filesystem::create_directories(dir_); }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
-
-  void Put(std::filesystem::path const& path, std::vector<uint8_t> const& bytes) {
-    DiskFile file(path);
-    file.OpenWrite(true, true);
-    ASSERT_EQ(file.Write(bytes.data(), bytes.size()), bytes.size());
-  }
-};
-
-TEST_F(TreeOnDisk, ReadsTreeAndRootBoxFromAFile) {
-  auto set = test::ClusteredItems(2000, 5);
-  auto root = SeededTree(set);
-  std::vector<uint8_t> bytes;
-  WriteTree(*root, bytes);
-  Put(dir_ / "_stream_bounding.qxd", bytes);
-
-  DiskFile file(dir_ / "_stream_bounding.qxd");
-  file.OpenRead(false);
-  BoundingBox box;
-  ASSERT_TRUE(ReadRootBox(file, box));
-  EXPECT_EQ(box, (BoundingBox{std::bit_cast<float>(U32(bytes, 36)), std::bit_cast<float>(U32(bytes, 40)),
-                              std::bit_cast<float>(U32(bytes, 44)), std::bit_cast<float>(U32(bytes, 48)),
-                              std::bit_cast<float>(U32(bytes, 52)), std::bit_cast<float>(U32(bytes, 56))}));
-  EXPECT_TRUE(Contains(box, set.bounds) && Contains(set.bounds, box));
-  EXPECT_TRUE(ReadTree(file, LookupIn(set)));
-
-  bytes.resize(bytes.size() - 1);
-  Put(dir_ / "short.qxd", bytes);
-  DiskFile short_file(dir_ / "short.qxd");
-  short_file.OpenRead(false);
-  EXPECT_FALSE(ReadRootBox(short_file, box));
-  EXPECT_FALSE(ReadTree(short_file, LookupIn(set)));
 }
 
 }  // namespace

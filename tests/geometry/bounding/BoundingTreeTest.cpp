@@ -42,6 +42,9 @@ TEST(BoundingTree, MadeOverValidItemsAndReadBackFromAFile) {
   for (auto const& item : set.items) blank.push_back({item.key, 0, BoundingBox{}});
   DiskFile in(path);
   in.OpenRead(false);
+  BoundingBox root_box;
+  ASSERT_TRUE(ReadRootBox(in, root_box));
+  EXPECT_TRUE(Contains(root_box, united) && Contains(united, root_box));
   auto read = ReadBoundingTree(in, blank);
   ASSERT_TRUE(read);
   for (size_t i = 0; i < set.items.size(); ++i) {

@@ -61,21 +61,5 @@ TEST(CollectTasks, SamplesFifteenPointsPerBoxBottomTopThenMiddle) {
   EXPECT_EQ(second, expected);
 }
 
-TEST(CollectTasks, WalksOctantsButNotClusters) {
-  auto crowded = Items(200, 1);
-  BoundingNode root;
-  root.octants = std::make_unique<std::array<BoundingNode, 8>>();
-  root.clusters = std::make_unique<std::array<BoundingNode, 7>>();
-  for (auto& item : crowded) {
-    (*root.octants)[5].items.push_back(&item);
-    (*root.clusters)[0].items.push_back(&item);
-  }
-  std::vector<ClusterTask> tasks;
-  CollectTasks(root, 0, tasks);
-  ASSERT_EQ(tasks.size(), 1u);
-  EXPECT_EQ(tasks[0].node, &(*root.octants)[5]);
-  EXPECT_EQ(tasks[0].depth, 1u);
-}
-
 }  // namespace
 }  // namespace QX::Store
