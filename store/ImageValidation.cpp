@@ -1,30 +1,17 @@
 #include "store/ImageValidation.h"
 
-#include <climits>
-
-#include <stb_image.h>
+#include "geometry/image/ImageCodec.h"
 
 namespace QX::Store {
 
-// Header recognition only: the decoders themselves are compiled with the
-// image processing code, which this library links.
-bool ValidateEncodedImage(uint32_t size, void const* bytes, uint32_t, std::string& reason) {
+// The decoders that the stream uses must recognise the file's header: JPEG,
+// PNG or BMP, and for a PNG file also what libpng alone can read.
+bool ValidateEncodedImage(uint32_t size, void const* bytes, uint32_t code, std::string& reason) {
   if (!bytes || size == 0) {
     reason = "unknown image type";
     return false;
   }
-  if (size > INT_MAX) {
-    reason = "image file too large";
-    return false;
-  }
-  int width = 0, height = 0, channels = 0;
-  if (stbi_info_from_memory(static_cast<stbi_uc const*>(bytes), static_cast<int>(size), &width,
-                            &height, &channels)) {
-    return true;
-  }
-  char const* why = stbi_failure_reason();
-  reason = why ? why : "unknown image type";
-  return false;
+  return ValidateImage(size, bytes, code, reason);
 }
 
 }  // namespace QX::Store
