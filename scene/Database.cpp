@@ -21,7 +21,9 @@ size_t Database::ShowRootSegments(SegmentKeyArray& out) {
 }
 
 OffScreenWindowKey Database::CreateOffScreenWindow(unsigned, unsigned, OffScreenWindowOptionsKit const&) {
-  return OffScreenWindowKey(CreateRootSegment());
+  auto window = std::make_shared<detail::SegmentData>();
+  detail::WindowSegments().push_back(window);
+  return detail::KeyAccess::Make<OffScreenWindowKey>(window);
 }
 
 }  // namespace KZV

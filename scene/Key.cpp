@@ -32,6 +32,11 @@ std::vector<std::shared_ptr<SegmentData>>& RootSegments() {
   return roots;
 }
 
+std::vector<std::shared_ptr<SegmentData>>& WindowSegments() {
+  static std::vector<std::shared_ptr<SegmentData>> windows;
+  return windows;
+}
+
 }  // namespace detail
 
 Key::Key(std::shared_ptr<detail::Entity> const& entity)
@@ -51,6 +56,7 @@ void Key::Delete() {
   auto owner = entity->owner.lock();
   if (!owner) {
     detail::RemoveFrom(detail::RootSegments(), entity.get());
+    detail::RemoveFrom(detail::WindowSegments(), entity.get());
     return;
   }
   detail::RemoveFrom(owner->children, entity.get());

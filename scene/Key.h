@@ -4,6 +4,7 @@
 // as. A handle of a deleted entity stays safe to use: it compares unequal
 // to every live entity, Empty() is true and its Show calls find nothing.
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -43,8 +44,9 @@ class Key : public Object {
 
 using KeyArray = std::vector<Key>;
 
-struct KeyHasher {
-  size_t operator()(Key const& k) const { return static_cast<size_t>(k.GetHash()); }
-};
-
 }  // namespace KZV
+
+template <>
+struct std::hash<KZV::Key> {
+  size_t operator()(KZV::Key const& k) const { return static_cast<size_t>(k.GetHash()); }
+};

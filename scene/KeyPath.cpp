@@ -99,6 +99,11 @@ KeyPath& KeyPath::PushFront(Key const& key) {
   return *this;
 }
 
+KeyPath& KeyPath::PopFront() {
+  if (!keys_.empty()) keys_.erase(keys_.begin());
+  return *this;
+}
+
 bool KeyPath::ShowKeys(KeyArray& out) const {
   out = keys_;
   return !keys_.empty();

@@ -32,6 +32,7 @@ class KeyPath : public Object {
   KeyArray const& Keys() const { return keys_; }
   KeyPath& Append(Key const& key) { keys_.push_back(key); return *this; }
   KeyPath& PushFront(Key const& key);
+  KeyPath& PopFront();
 
   // Inherited attributes at the leaf: the settings of the segments merged
   // from the top down, lower ones overriding higher ones. A lock of

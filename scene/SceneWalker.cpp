@@ -5,12 +5,6 @@
 
 namespace KZVI::Helpers {
 
-void GrownKeyPath::Pop() {
-  KZV::KeyArray keys = path_.Keys();
-  keys.erase(keys.begin());
-  path_ = KZV::KeyPath(std::move(keys));
-}
-
 void SceneWalker::Walk(KZV::KeyPath const& start) const {
   if (start.Empty()) return;
   GrownKeyPath path(start);

@@ -16,7 +16,7 @@ class GrownKeyPath {
   KZV::KeyPath const* operator->() const { return &path_; }
 
   void Push(KZV::Key const& key) { path_.PushFront(key); }
-  void Pop();
+  void Pop() { path_.PopFront(); }
 
  private:
   KZV::KeyPath path_;

@@ -172,8 +172,10 @@ struct TextureContent {
 
 [[noreturn]] void ThrowInvalidKey();
 
-// The segments that have no owner: roots of scenes and off-screen windows.
+// The segments that have no owner: roots of scenes, and off-screen
+// windows, which belong to no scene.
 std::vector<std::shared_ptr<SegmentData>>& RootSegments();
+std::vector<std::shared_ptr<SegmentData>>& WindowSegments();
 
 // Conversion between keys and entities.
 struct KeyAccess {

@@ -25,7 +25,7 @@ TEST_F(KeyTest, HandlesOfOneEntityAreEqualWhateverTheirClass) {
   EXPECT_TRUE(geometry.HasType(TypeCode::Shell));
   EXPECT_EQ(plain.GetInstanceID(), shell.GetInstanceID());
 
-  std::unordered_set<Key, KeyHasher> set{plain, geometry, shell};
+  std::unordered_set<Key> set{plain, geometry, shell};
   EXPECT_EQ(set.size(), 1u);
   EXPECT_NE(Key(root.InsertShell({}, {})), plain);
 }

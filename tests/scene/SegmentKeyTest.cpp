@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "SceneFixture.h"
 #include "export/value_types/Exceptions.h"
 #include "scene/ConditionalExpression.h"
@@ -183,6 +185,10 @@ TEST_F(SegmentKeyTest, OffScreenWindowIsASegmentOfItsOwn) {
   OffScreenWindowKey window =
       Database::CreateOffScreenWindow(100, 100, OffScreenWindowOptionsKit().SetDriver(Window::Driver::Default));
   EXPECT_TRUE(window.HasType(TypeCode::Segment));
+  SegmentKeyArray roots;
+  Database::ShowRootSegments(roots);
+  EXPECT_EQ(std::count(roots.begin(), roots.end(), window), 0);
+  EXPECT_EQ(std::count(roots.begin(), roots.end(), root), 1);
   TextKey text = window.InsertText(TextKit().SetText("x"));
   ShellKey shell = window.InsertShellFromGeometry(text);
   EXPECT_EQ(shell.GetPointCount(), 0u);
