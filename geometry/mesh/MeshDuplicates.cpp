@@ -235,10 +235,11 @@ Frame MakeFrame(Point const* points, ReferencePoints const& reference) {
   Vector3f const v = p0 - ToVector(points[reference[2]]);
   Vector3f const w =
       reference[3] == kNoIndex ? Vector3f(u.cross(v)) : Vector3f(p0 - ToVector(points[reference[3]]));
-  Matrix4f m;
-  m << u, v, w, p0, 0, 0, 0, 1;
-  Frame frame;
-  Eigen::Map<Matrix4f>(frame.data()) = m;
+  Frame frame{};
+  Vector3f const columns[4] = {u, v, w, p0};
+  for (int c = 0; c < 4; ++c)
+    for (int r = 0; r < 3; ++r) frame[size_t(c * 4 + r)] = columns[c][r];
+  frame[15] = 1;
   return frame;
 }
 
