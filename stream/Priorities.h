@@ -1,7 +1,6 @@
 #pragma once
 // Priorities of stream items: with a camera from their size and place on the
 // screen, without one from their size alone.
-#include <cstdint>
 #include <span>
 
 namespace QX::Store {
@@ -9,9 +8,6 @@ namespace QX::Store {
 class PriorityBuckets;
 struct StreamInstance;
 struct ViewState;
-
-// Control flag: culled and tiny items stay queued with priority 0.
-inline constexpr uint32_t kStreamCulledFlag = 1;
 
 // Computes the priority of each item of `list`. With a queue, also lifts the
 // pinned items (all items if `mark_all`) above the others, resets

@@ -4,6 +4,7 @@
 
 #include "store/Logger.h"
 #include "stream/ChunkCompression.h"
+#include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 
 namespace QX::Store {
@@ -44,7 +45,7 @@ bool StreamOutput::FlushChunk(uint32_t extra_flags) {
   Bytes* chunk = &out_;
   // Stored blocks and keyed blocks are complete as they stand.
   if (first != Tag::Compressed && first != Tag::KeyedBlock) {
-    bool const aggressive = ((control_flags_ | extra_flags) & kAggressiveCompressionFlag) != 0;
+    bool const aggressive = ((control_flags_ | extra_flags) & ControlFlag::AggressiveCompression) != 0;
     second_.assign(header_reserve_, 0);
     if (AppendCompressedBlock(payload, aggressive, second_)) chunk = &second_;
   }

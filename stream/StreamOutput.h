@@ -12,9 +12,6 @@
 
 namespace QX::Store {
 
-// Control flag that makes chunks use zstd rather than LZ4.
-inline constexpr uint32_t kAggressiveCompressionFlag = 16;
-
 // Length of the out-buffer, reserve included, at which a pass flushes.
 uint64_t FlushSize(Streamer const& sink);
 

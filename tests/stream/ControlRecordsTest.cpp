@@ -4,6 +4,7 @@
 
 #include <bit>
 
+#include "stream/ControlFlags.h"
 #include "stream/StreamOutput.h"
 #include "stream/StreamReader.h"
 #include "tests/stream/RecordingSink.h"
@@ -138,7 +139,7 @@ Bytes ReadBack(Bytes const& stream) {
 
 TEST(ControlRecords, RoundTripThroughChunksAndReader) {
   Bytes const records = AllControlRecords();
-  for (uint32_t flags : {0u, kAggressiveCompressionFlag}) {
+  for (uint32_t flags : {0u, ControlFlag::AggressiveCompression}) {
     for (int copies : {1, 8}) {
       test::RecordingSink sink;
       sink.header_reserve = 8;

@@ -6,6 +6,7 @@
 
 #include "store/Logger.h"
 #include "stream/ChunkCompression.h"
+#include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "tests/stream/RecordingSink.h"
 
@@ -58,7 +59,7 @@ TEST(FlushChunk, EmptyBufferWritesNothing) {
 }
 
 TEST(FlushChunk, CompressesFrom512BytesOn) {
-  for (uint32_t flags : {0u, kAggressiveCompressionFlag}) {
+  for (uint32_t flags : {0u, ControlFlag::AggressiveCompression}) {
     RecordingSink sink;
     StreamOutput out;
     out.BeginPass(sink, flags);
@@ -82,7 +83,7 @@ TEST(FlushChunk, ExtraFlagForcesZstdForOneChunk) {
   StreamOutput out;
   out.BeginPass(sink, 0);
   out.Buffer().resize(2048, 7);
-  out.FlushChunk(kAggressiveCompressionFlag);
+  out.FlushChunk(ControlFlag::AggressiveCompression);
   out.Buffer().resize(2048, 7);
   out.FlushChunk(0);
   ASSERT_EQ(sink.chunks.size(), 2u);
@@ -93,7 +94,7 @@ TEST(FlushChunk, ExtraFlagForcesZstdForOneChunk) {
 TEST(FlushChunk, IncompressiblePayloadStaysPlain) {
   RecordingSink sink;
   StreamOutput out;
-  out.BeginPass(sink, kAggressiveCompressionFlag);
+  out.BeginPass(sink, ControlFlag::AggressiveCompression);
   Bytes const noise = RandomBytes(4096, 1);
   out.Buffer() = noise;
   out.FlushChunk(0);
@@ -106,7 +107,7 @@ TEST(FlushChunk, CompressedDataIsPaddedWith0xFFOnlyWhenNeeded) {
   for (uint32_t n = 600; n < 700 && !(saw_aligned && saw_padded); ++n) {
     RecordingSink sink;
     StreamOutput out;
-    out.BeginPass(sink, kAggressiveCompressionFlag);
+    out.BeginPass(sink, ControlFlag::AggressiveCompression);
     Bytes payload = RandomBytes(n / 8, n);
     payload.resize(n, 0);
     out.Buffer() = payload;
@@ -129,7 +130,7 @@ TEST(FlushChunk, StoredBlockIsPassedAsItIs) {
   ASSERT_TRUE(AppendCompressedBlock(records, true, stored));
   RecordingSink sink;
   StreamOutput out;
-  out.BeginPass(sink, kAggressiveCompressionFlag);
+  out.BeginPass(sink, ControlFlag::AggressiveCompression);
   out.Buffer() = stored;
   // Records behind a stored block don't make the chunk compressible.
   out.Buffer().resize(stored.size() + 2048, 0);

@@ -1,0 +1,111 @@
+#include "stream/StreamState.h"
+
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <limits>
+
+#include "files/OpenFiles.h"
+#include "store/CacheImpl.h"
+#include "store/Logger.h"
+#include "store/ModelImpl.h"
+#include "stream/ControlFlags.h"
+
+namespace QX::Store {
+
+namespace {
+
+constexpr int64_t kWantedOpenFiles = 2048;
+
+std::string Utf8(std::filesystem::path const& path) {
+  std::u8string const text = path.u8string();
+  return std::string(text.begin(), text.end());
+}
+
+}  // namespace
+
+StreamState::StreamState(Model const& model, uint32_t const* flags)
+    : main_model(model), next_order(std::numeric_limits<double>::max()) {
+  ModelImpl& impl = model.Impl();
+  cache = impl.cache;
+  if (cache == nullptr) throw Exception("Used an invalid Cache");
+  files_opened = &cache->files_opened;
+  max_open_files = RaiseOpenFileLimit(kWantedOpenFiles);
+  if (flags != nullptr) SetControlFlags(*flags);
+
+  Model const host = cache->FindModel(kEmptyModelId);
+  ModelId const host_id = host.Impl().id;
+  stream_model_ids[host_id] = kRootStreamModel;
+  model_ids[kRootStreamModel] = host_id;
+
+  AttachRequest request;
+  request.model = model;
+  request.name = Utf8(impl.Base());
+  request.model_id = impl.id;
+  EnterAttachRequest(std::move(request), 0, 0, 0);
+  // From here on the request alone holds the caller's model.
+  main_model = host;
+  ResolveRequests();
+
+  if ((control_flags & ControlFlag::StandAlone) == 0) {
+    stop_attaching = false;
+    attach_thread = std::thread([this] { RunAttachmentThread(); });
+  }
+}
+
+StreamState::~StreamState() {
+  if (attach_thread.joinable()) {
+    stop_attaching = true;
+    attach_thread.join();
+  }
+}
+
+void StreamState::Log(char const* format, ...) const {
+  Logger* logger = cache != nullptr ? cache->logger : nullptr;
+  if (logger == nullptr) return;
+  char text[1024];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(text, sizeof text, format, args);
+  va_end(args);
+  logger->Message(text);
+}
+
+void StreamState::SetControlFlags(uint32_t flags) {
+  if (flags == control_flags) return;
+  uint32_t const changed = flags ^ control_flags;
+  if (changed & (ControlFlag::StreamCulled | ControlFlag::StreamInstancesOnDemand))
+    bits.culling_changed = true;
+  if (changed & ControlFlag::StreamModelBoundingPreviews) bits.model_previews_changed = true;
+  if (changed & ControlFlag::StreamInstanceBoundingPreviews) bits.instance_previews_changed = true;
+  if (changed & ControlFlag::StreamEjectedBoundingPreviews) bits.ejected_previews_changed = true;
+  control_flags = flags;
+  Log("StreamState::SetControlFlags:%s", ControlFlagNames(flags).c_str());
+}
+
+void StreamState::SetLimitMiB(uint32_t mib) {
+  budget.limit = uint32_t(mib * 1024u);  // KiB, a 32-bit product
+  budget.available = budget.reserved < budget.limit ? budget.limit - budget.reserved : 0;
+  Log("StreamState::SetLimitMiB: %u", mib);
+}
+
+void StreamState::SetMeshLevel(uint32_t level) {
+  if (level != mesh_level) {
+    mesh_level = level;
+    bits.mesh_level_changed = true;
+  }
+  level_overrides.clear();
+  Log("StreamState::SetMeshLevel: %u", level);
+}
+
+void StreamState::SetStreamCutoffScale(float scale) {
+  if (!(scale >= 0.0f))
+    scale = 0.0f;
+  else if (scale > 2.0f)
+    scale = 2.0f;
+  if (scale != view.cutoff_scale) bits.cutoff_changed = true;
+  view.cutoff_scale = scale;
+  Log("StreamState::SetStreamCutoffScale: %f", double(scale));
+}
+
+}  // namespace QX::Store
