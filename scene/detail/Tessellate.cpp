@@ -160,7 +160,9 @@ PointArray TessellateNURBSCurve(NURBSCurveData const& curve, float deviation) {
   NURBSCurveShape const& shape = curve.shape;
   Spline s{shape.degree, Weighted(shape.points, shape.weights, 0, shape.points.size(), 1),
            KnotVector(shape.points.size(), shape.degree, shape.knots)};
-  double const d = deviation > 0 ? deviation : Extent(shape.points) * kDefaultRelativeDeviation;
+  // A deviation far below the curve's size would only multiply points.
+  double const extent = Extent(shape.points);
+  double const d = std::max(deviation > 0 ? double(deviation) : extent * kDefaultRelativeDeviation, extent * 1e-6);
   double const first = s.First() + (s.Last() - s.First()) * std::clamp(shape.start, 0.0f, 1.0f);
   double const last = s.First() + (s.Last() - s.First()) * std::clamp(shape.end, 0.0f, 1.0f);
   // Four pieces a span first, so that no wiggle hides between samples.
