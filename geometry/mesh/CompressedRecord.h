@@ -14,6 +14,7 @@ inline constexpr uint32_t kLz4Method = 0;
 
 // Effort chooses the zstd strategy: 0 fast, 1 the level's default, 2
 // btultra2; any other value leaves the strategy as the last call set it.
+// Callers that have no effort of their own pass 1.
 inline constexpr uint32_t kKeepStrategy = 0xFFFFFFFFu;
 
 // Appends the compressed form of `record` to `out`. Records below 512 bytes

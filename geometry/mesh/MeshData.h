@@ -2,6 +2,7 @@
 // A mesh as a caller hands it to the store: separate attribute arrays and
 // three classes of elements whose words index them. The caller owns the
 // arrays; the store copies what it keeps.
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -166,22 +166,6 @@ void StoredMesh::Clear() {
   weld.Clear();
 }
 
-void MeshData::Reset() {
-  ElementWords* lists[] = {&face_elements, &line_elements, &point_elements};
-  for (auto* list : lists) list->clear();
-  face_element_bits.clear();
-  line_element_bits.clear();
-  point_element_bits.clear();
-  points = nullptr;
-  normals = nullptr;
-  uvs = nullptr;
-  colors = nullptr;
-  point_count = normal_count = uv_count = color_count = 0;
-  face_material = line_material = point_material = 0;
-  face_material_map = line_material_map = point_material_map = 0;
-  flags = kResetMeshFlags;
-}
-
 void WriteStoredMesh(File& file, MeshData const& mesh, MeshRecord& record, Logger* logger) {
   int64_t const offset = detail::SeekToEnd(file, logger);
   RecordWriter writer(file, logger);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <random>
 
 #include "MemoryFile.h"
 #include "TestMesh.h"
@@ -313,4 +314,30 @@ TEST(StreamMesh, CorruptRecordsAreRefused) {
   EXPECT_FALSE(ParseMeshPositions({all.data(), all.size() - 12}, positions, split));
   all[56] = 81;  // first chunk's tag
   EXPECT_FALSE(ParseMeshPositions(all, positions, split));
+}
+
+TEST(StreamMesh, GarbledStoredRecordsEncodeSafelyOrNotAtAll) {
+  TestMesh m = Triangle();
+  m.uvs = {{0, 1}};
+  m.colors = {{1, 2, 3, 4}};
+  m.data.flags |= kLineUvs | kPointColors;
+  m.data.line_elements = {{0, 0, 1, X, X, 2, 0, 3, 0}};
+  m.data.point_elements = {{3, 0, 2, X}};
+  m.data.point_element_bits = {5};
+  Encoder clean;
+  clean.Encode(m);
+  std::mt19937 random(11);
+  for (int round = 0; round < 400; ++round) {
+    Encoder enc;
+    enc.stored.bytes = clean.stored.bytes;
+    for (int k = 0; k < 3; ++k)
+      enc.stored.bytes[random() % enc.stored.bytes.size()] ^= uint8_t(1u << (random() % 8));
+    MeshRecord r;
+    r.stored_offset = 0;
+    EncodeStreamMesh(enc.stored, enc.stream, enc.toc, r, enc.scratch, 1, nullptr);
+    ASSERT_FALSE(r.toc.empty());
+    if (r.toc[0] == kNoDataTocEntry) continue;
+    std::array<uint64_t, 2> split{};
+    EXPECT_FALSE(enc.Positions(r, split).empty()) << round;
+  }
 }
