@@ -52,8 +52,11 @@ CacheImpl::~CacheImpl() {
   }
 }
 
+// A trailing separator doesn't make another key.
 std::string CacheImpl::Key(fs::path const& path) const {
-  return PathToUtf8(file_system->Normalize(path));
+  fs::path normal = file_system->Normalize(path);
+  if (normal.has_relative_path() && normal.filename().empty()) normal = normal.parent_path();
+  return PathToUtf8(normal);
 }
 
 CacheImpl::RegistryEntry const* CacheImpl::FindEntry(std::string const& key) const {

@@ -78,11 +78,14 @@ bool ModelImpl::Open(fs::path const& model_path, bool open_read_only, bool open_
   bool const loaded = file_set.Load();
   bool is_new = false;
   if (!bundle) {
+    // A file in the directory's place is no failure to create, just no directory.
     bool created = false;
-    try {
-      created = file_system->CreateDirectory(path);
-    } catch (std::exception const&) {
-      throw Exception("Unable to open model: " + text);
+    if (!file_system->Exists(path) || file_system->IsDirectory(path)) {
+      try {
+        created = file_system->CreateDirectory(path);
+      } catch (std::exception const&) {
+        throw Exception("Unable to open model: " + text);
+      }
     }
     if (created || create) {
       if (!created && !file_system->IsDirectory(path)) throw Exception("Could not create: " + text);

@@ -1,0 +1,72 @@
+#pragma once
+// A cache over a fresh temporary directory with a logger that keeps its lines,
+// and helpers to write raw digest bytes, for the store core's tests.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "store/ByteOrder.h"
+#include "store/Cache.h"
+#include "store/Logger.h"
+#include "store/Model.h"
+#include "store/ModelImpl.h"
+#include "tests/support/TempDir.h"
+
+namespace qx_store_test {
+
+using namespace QX::Store;
+
+class KeptLines final : public Logger {
+ public:
+  void Message(char const* text) override { lines.emplace_back(text); }
+  int Count(std::string const& prefix) const {
+    return int(std::count_if(lines.begin(), lines.end(),
+                             [&](std::string const& l) { return l.starts_with(prefix); }));
+  }
+  std::vector<std::string> lines;
+};
+
+// Runs `call` and returns the text of the QX::Store::Exception it throws.
+template <class Call>
+std::string ThrownText(Call call) {
+  try {
+    call();
+  } catch (Exception const& e) {
+    return e.what();
+  }
+  return "<nothing thrown>";
+}
+
+class StoreTest : public ::testing::Test {
+ protected:
+  StoreTest() : cache(Cache::Open(&log)) {}
+
+  std::string PathOf(std::string const& name) const { return (dir.Path() / name).string(); }
+  std::filesystem::path FileOf(std::string const& model, char const* file) const {
+    return dir.Path() / model / file;
+  }
+  Model Open(std::string const& name, bool read_only = false) {
+    return cache.OpenModel(PathOf(name).c_str(), read_only);
+  }
+  std::vector<uint8_t> FileBytes(std::string const& model, char const* file) const {
+    std::filesystem::path const path = FileOf(model, file);
+    std::vector<uint8_t> bytes(std::filesystem::file_size(path));
+    std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(bytes.data()), bytes.size());
+    return bytes;
+  }
+  // Writes a model directory whose digest holds exactly `bytes`.
+  void WriteDigest(std::string const& model, std::vector<uint8_t> const& bytes) {
+    std::filesystem::create_directories(dir.Path() / model);
+    qx_test::WriteText(FileOf(model, kDigestName), std::string(bytes.begin(), bytes.end()));
+  }
+
+  qx_test::TempDir dir;
+  KeptLines log;
+  Cache cache;
+};
+
+}  // namespace qx_store_test

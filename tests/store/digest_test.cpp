@@ -1,0 +1,373 @@
+// The digest: every record kind through a write and a read, the older record
+// forms, read units and truncation, and what a damaged digest does.
+#include <filesystem>
+
+#include "store/CacheImpl.h"
+#include "store/DigestFormat.h"
+#include "tests/store/StoreFixture.h"
+
+namespace qx_store_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Little-endian bytes built in code.
+struct Bytes {
+  std::vector<uint8_t> data;
+  ByteWriter out{data};
+  Bytes& U32(std::initializer_list<uint32_t> words) {
+    for (uint32_t w : words) out.U32(w);
+    return *this;
+  }
+  Bytes& F32(std::initializer_list<float> values) {
+    for (float v : values) out.F32(v);
+    return *this;
+  }
+  Bytes& F64(std::initializer_list<double> values) {
+    for (double v : values) out.F64(v);
+    return *this;
+  }
+  Bytes& Text(std::string const& text) {
+    out.Bytes(text.data(), text.size());
+    return *this;
+  }
+  Bytes& Add(std::vector<uint8_t> const& more) {
+    out.Bytes(more.data(), more.size());
+    return *this;
+  }
+};
+
+bool Contains(std::vector<uint8_t> const& haystack, std::vector<uint8_t> const& needle) {
+  return std::search(haystack.begin(), haystack.end(), needle.begin(), needle.end()) !=
+         haystack.end();
+}
+
+// The default objects that every model has, as a current digest writes them.
+Bytes Defaults() {
+  Bytes b;
+  b.U32({86, 72});
+  b.U32({107, 0, 1});
+  b.U32({49, 1, 83, 1, 83, 0}).F32({1, 0, 1, 1});
+  b.U32({49, 1, 176, 1, 176, 0}).F64({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0});
+  b.U32({49, 1, 100, 1, 100, 1, kMetadataType, 0}).out.I64(-1);
+  return b;
+}
+
+// A full material with every byte distinct from its neighbours.
+std::vector<uint8_t> FullMaterialRecord(uint32_t tag, uint32_t key, size_t size) {
+  Bytes b;
+  b.U32({tag, key});
+  for (size_t i = 8; i < size; ++i) b.data.push_back(uint8_t(i * 7 + 3));
+  return b.data;
+}
+
+class DigestTest : public StoreTest {
+ protected:
+  // Fills one object of every kind into the tables, through the insertion
+  // operations where they belong to the store core, else directly.
+  void FillEveryKind(ModelImpl& m) {
+    View view;
+    view.key = 1;
+    view.projection = 2;
+    view.position = {1, 2, 3};
+    view.target = {4, 5, 6};
+    view.up = {0, 0, 1};
+    view.width = 10;
+    view.height = 20;
+    view.background_images = {1};
+    view.background = {0.5f, -1, -1};
+    m.views.Insert(1, view);
+    m.next.view = 2;
+
+    m.InsertMaterialMap({0, 1});
+    m.material_maps.Insert(2, MaterialMap{{}, {0.1f, 0.2f, 0.3f}});
+    m.next.material_map = 3;
+    m.poly_polygons.Insert(1, PolyPolygon{1, {2, 1}, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}});
+    m.next.poly_polygon = 2;
+    m.clip_regions.Insert(1, ClipRegion{1, {ClipLoop{{1}, 0, 1, 5}, ClipLoop{{1, 1}, 3, 0, 1}}});
+    m.next.clip_region = 2;
+
+    ImageRecord image;
+    image.key = 1;
+    image.content_hash = 0x1122334455667788ull;
+    image.format = 5;
+    image.stored_offset = 0;
+    m.images.Insert(1, image);
+    m.next.image = 2;
+
+    LinePattern pattern{{1, 2, 3, 4, 5, 6, 7, 8}, {9, 10, 11}};
+    m.line_pattern_records.push_back(pattern);
+    m.line_patterns.Insert(0, 0);
+    m.next.line_pattern = 1;
+
+    Material material;
+    material.color = {0.25f, 0.5f, 0.75f, 1};
+    material.environment = {1};
+    material.textures = {TextureRef{1, 0, 3}};
+    material.mirror = 0.5f;
+    material.line_pattern = 0;
+    m.InsertMaterial(material);
+    m.InsertMaterial(RGBAColor{0, 1, 0, 1});
+    FullMaterial full;
+    for (size_t i = 0; i < full.size(); ++i) full[i] = uint8_t(i ^ 0x5A);
+    m.full_materials.push_back(full);
+    m.materials.Insert(m.next.material++, MaterialEntry{0, MaterialKind::Full});
+
+    MeshRecord mesh;
+    mesh.key = 1;
+    mesh.stored_offset = 40;
+    mesh.content_hash = 99;
+    mesh.duplicate_of = 0;
+    mesh.face_material = 1;
+    mesh.stream_kib = 3;
+    mesh.bounds = BoundingBox{0, 0, 0, 1, 1, 1};
+    m.mesh_records.push_back(mesh);
+    m.meshes.Insert(1, MeshEntry{uint32_t(m.mesh_records.size() - 1), MeshKind::Record});
+    m.mesh_lists.push_back({0, 1});
+    m.meshes.Insert(2, MeshEntry{0, MeshKind::List});
+    m.next.mesh = 3;
+
+    m.attached_models.Insert(7, AttachedModel{7, 0.001, "../other", BoundingBox{-1, -1, -1, 1, 1, 1}});
+    m.includes.Insert(1, IncludeRecord{1, 0, 0});
+    m.includes.Insert(2, IncludeRecord{2, 7, 1});
+    m.next.include = 3;
+
+    Instance instance;
+    instance.key = 1;
+    instance.mesh = 1;
+    instance.matrix = 12345;
+    instance.face_material = 1;
+    instance.clip = 1;
+    instance.flags = 7;
+    instance.modifiers = 0x800;
+    instance.extension = std::make_unique<InstanceExtension>();
+    instance.extension->data = InstanceExtensionData{{1, 2, 3, 4}, 9};
+    m.instances.Insert(1, std::move(instance));
+    m.instance_extension_count = 1;
+    m.next.instance = 2;
+
+    m.InsertMatrix(std::array<double, 12>{0.5, 0, 0, 0, 0.5, 0, 0, 0, 0.5, 1e-300, 2, 3}.data());
+    m.keyed_data.Insert(2, KeyedData{12, 34, 2, 5});
+    m.next.keyed_data = 3;
+    m.groups.Insert(1, GroupEntry{56, 24, 1, {}});
+    m.next.group = 2;
+    m.instance_overrides.Insert(InstanceInc{2, 1}, InstanceOverride{{1, 2, 3}, {4, 5, 6}, 7, 1, 2});
+    m.dirty = true;
+  }
+};
+
+TEST_F(DigestTest, EveryKindSurvivesWriteReopenAndWriteAgain) {
+  Model model = Open("m");
+  FillEveryKind(model.Impl());
+  model = Model();
+  auto const first = FileBytes("m", kDigestName);
+
+  Model again = Open("m");
+  ModelImpl& m = again.Impl();
+  EXPECT_FALSE(m.dirty);
+  View const& view = *m.views.Find(1);
+  EXPECT_EQ(view.projection, 2u);
+  EXPECT_EQ(view.target[2], 6);
+  EXPECT_EQ(view.background_images, std::vector<ImageKey>{1});
+  EXPECT_EQ(view.background[0], 0.5f);
+  EXPECT_EQ(m.clip_regions.Find(1)->loops[0].second_flag, 0u);  // only 1 survives
+  EXPECT_EQ(m.clip_regions.Find(1)->loops[1].second_flag, 1u);
+  EXPECT_EQ(m.poly_polygons.Find(1)->points[2], (Point{0, 1, 0}));
+  EXPECT_EQ(m.line_pattern_records[*m.line_patterns.Find(0)].bytes, (std::vector<uint8_t>{9, 10, 11}));
+  EXPECT_EQ(m.material_maps.Find(2)->colors.size(), 3u);
+  EXPECT_EQ(m.mesh_lists[m.meshes.Find(2)->index], (std::vector<MeshKey>{0, 1}));
+  EXPECT_EQ(m.FindMesh(1)->bounds, (BoundingBox{0, 0, 0, 1, 1, 1}));
+  EXPECT_EQ(m.attached_models.Find(7)->path, "../other");
+  EXPECT_EQ(m.instances.Find(1)->extension->data.word, 9u);
+  EXPECT_EQ(m.instances.Find(1)->matrix, 12345u);
+  EXPECT_EQ(m.instance_extension_count, 1u);
+  EXPECT_EQ(m.instance_overrides.Find(InstanceInc{2, 1})->clip, 7u);
+  EXPECT_EQ(m.images.Find(1)->content_hash, 0x1122334455667788ull);
+  EXPECT_EQ(m.keyed_data.Find(2)->position, 12);
+  EXPECT_EQ(m.groups.Find(1)->size, 24u);
+  // Counters stand above the highest key read.
+  EXPECT_EQ(m.next.view, 2u);
+  EXPECT_EQ(m.next.material, 4u);
+  EXPECT_EQ(m.next.mesh, 3u);
+  EXPECT_EQ(m.next.include, 3u);
+  EXPECT_EQ(m.next.matrix, 2u);
+  EXPECT_EQ(m.next.line_pattern, 1u);
+
+  m.WriteDigest();
+  EXPECT_EQ(FileBytes("m", kDigestName), first);
+  EXPECT_FALSE(fs::exists(FileOf("m", "_digest.qxi_old")));
+}
+
+TEST_F(DigestTest, OlderRecordFormsAreReadAndWrittenInTheCurrentForm) {
+  Bytes old;
+  old.U32({86, 66});
+  old.U32({107, 0, 1});
+  old.U32({49, 1, 88, 1, 88, 0}).F32({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0});
+  old.U32({49, 1, 83, 1, 83, 0}).F32({1, 0, 1, 1});
+  old.U32({49, 1, 88, 1, 88, 4}).F32({2, 0, 0, 0, 2, 0, 0, 0, 2, 0.5f, 0, 0});
+  old.U32({115, 1}).F32({1, 1, 1, 1, 0.5f, -1, -1}).U32({1, 1, 0, 0, 0, 0});
+  old.Add(FullMaterialRecord(56, 2, 132));
+  old.U32({75, 3, 5}).Text("other");
+  old.U32({49, 1, 105, 1, 105, 1, 3, 4});
+  WriteDigest("m", old.data);
+
+  Model model = Open("m");
+  ModelImpl& m = model.Impl();
+  EXPECT_EQ(m.next.matrix, 5u);
+  double matrix[12];
+  m.GetMatrix(4, matrix);
+  EXPECT_EQ(matrix[9], 0.5);
+  EXPECT_EQ(m.attached_models.Find(3)->unit_scale, -1);
+  EXPECT_FALSE(m.attached_models.Find(3)->bounds.Valid());
+  m.WriteDigest();
+  auto const now = FileBytes("m", kDigestName);
+
+  EXPECT_EQ(std::vector<uint8_t>(now.begin(), now.begin() + 8), (Bytes().U32({86, 72}).data));
+  Bytes material;
+  material.U32({165, 1}).F32({1, 1, 1, 1, 0.5f, -1, -1}).U32({1, 1, kNoKey, 0, 0, 0, 0});
+  EXPECT_TRUE(Contains(now, material.data));
+  auto const old_full = FullMaterialRecord(56, 2, 132);
+  Bytes full;
+  full.U32({57, 2});
+  full.out.Bytes(old_full.data() + 8, 100);
+  full.U32({0, 0, 0}).F32({1.0f});
+  full.out.Bytes(old_full.data() + 108, 24);
+  EXPECT_TRUE(Contains(now, full.data));
+  Bytes attached;
+  attached.U32({55, 3}).F64({-1}).U32({5});
+  attached.out.Bytes(Bytes().F32({FLT_MAX, FLT_MAX, FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX}).data.data(), 24);
+  attached.U32({0}).Text("other");
+  EXPECT_TRUE(Contains(now, attached.data));
+  Bytes matrices;
+  matrices.U32({49, 2, 176, 2, 176, 0}).F64({1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0});
+  matrices.U32({176, 4}).F64({2, 0, 0, 0, 2, 0, 0, 0, 2, 0.5, 0, 0});
+  EXPECT_TRUE(Contains(now, matrices.data));
+}
+
+TEST_F(DigestTest, FullMaterialIsRewrittenByteForByte) {
+  auto const record = FullMaterialRecord(57, 1, 148);
+  WriteDigest("m", Defaults().Add(record).data);
+  Model model = Open("m");
+  EXPECT_EQ(model.Impl().next.material, 2u);
+  model.Impl().WriteDigest();
+  EXPECT_TRUE(Contains(FileBytes("m", kDigestName), record));
+}
+
+TEST_F(DigestTest, VersionRules) {
+  WriteDigest("old", Bytes().U32({86, 65}).data);
+  EXPECT_EQ(ThrownText([&] { Open("old"); }), "Version mismatched: " +
+                                                  FileOf("old", kDigestName).string() +
+                                                  "; Expected 72; Actual 65");
+  EXPECT_EQ(log.Count("Version mismatched: "), 1);
+  WriteDigest("tag", Bytes().U32({87, 72}).data);
+  EXPECT_EQ(ThrownText([&] { Open("tag"); }).rfind("Version mismatched: ", 0), 0u);
+  Bytes newer = Defaults();
+  newer.data[4] = 73;
+  WriteDigest("new", newer.data);
+  EXPECT_NO_THROW(Open("new"));
+}
+
+TEST_F(DigestTest, CutInsideARecordFailsAndBetweenRecordsOpens) {
+  auto const whole = Defaults().Add(FullMaterialRecord(57, 1, 148)).data;
+  WriteDigest("between", whole);
+  EXPECT_NO_THROW(Open("between"));
+
+  for (size_t cut : {whole.size() - 1, whole.size() - 146, whole.size() - 147, size_t(5)}) {
+    std::string const name = "cut" + std::to_string(cut);
+    WriteDigest(name, std::vector<uint8_t>(whole.begin(), whole.begin() + cut));
+    std::string const text = ThrownText([&] { Open(name); });
+    EXPECT_EQ(text, "File corrupt: " + FileOf(name, kDigestName).string()) << cut;
+    // The failed model isn't in the cache.
+    auto const& models = cache.Impl().models;
+    auto const it = models.find(cache.Impl().FindEntry(PathOf(name))->id);
+    EXPECT_TRUE(it == models.end() || !it->second) << cut;
+  }
+}
+
+TEST_F(DigestTest, RecordsMayStraddleReadUnits) {
+  Bytes big = Defaults();
+  big.U32({55, 9}).F64({1}).U32({5}).F32({0, 0, 0, 1, 1, 1}).U32({0}).Text("ab/cd");
+  big.U32({49, 1, 105, 1, 105, 1, 9, 0});
+  uint32_t const polygons = 40000;  // 32 bytes each: well over 1 MiB
+  for (uint32_t k = 1; k <= polygons; ++k) big.U32({89, k, 1, 1, 1}).F32({float(k), 0, 0});
+  ASSERT_GT(big.data.size(), 0x100000u);
+  WriteDigest("m", big.data);
+  Model model = Open("m");
+  ModelImpl& m = model.Impl();
+  EXPECT_EQ(m.poly_polygons.size(), polygons);
+  EXPECT_EQ(m.poly_polygons.Find(polygons)->points[0].x, float(polygons));
+  EXPECT_EQ(m.attached_models.Find(9)->path, "ab/cd");
+}
+
+TEST_F(DigestTest, DamagedDigestsFailWithTheirText) {
+  std::string const corrupt = "File corrupt: ";
+  std::string const unexpected = "Unexpected code: ";
+  struct Case {
+    char const* name;
+    std::vector<uint8_t> tail;
+    std::string prefix;
+  } const cases[] = {
+      {"tag", Bytes().U32({12345}).data, unexpected},
+      {"view_twice", Bytes().U32({107, 0, 1}).data, corrupt},
+      {"default_view_unknown", Bytes().U32({107, 5, 0}).data, corrupt},
+      {"camera_unknown", Bytes().U32({99, 5, 1, 0}).F64({0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1}).data, corrupt},
+      {"extension_unknown", Bytes().U32({54, 1, 0, 0, 0, 0, 1}).data, corrupt},
+      {"attached_empty_path", Bytes().U32({75, 3, 0}).data, corrupt},
+      {"background_huge", Bytes().U32({80, 0, 0, 0, 0, 0xFFFFFFFF}).data, corrupt},
+      {"table_huge", Bytes().U32({49, 0xFFFFFFFF, 73, 0xFFFFFFFF, 73}).data, corrupt},
+      {"polygon_lengths", Bytes().U32({89, 1, 1, 2, 1}).F32({0, 0, 0, 0, 0, 0}).data, corrupt},
+      {"clip_size_short", Bytes().U32({121, 1, 16, 1}).data, corrupt},
+      {"clip_loop_long", Bytes().U32({121, 1, 32, 1, 9, 0, 0, 1, 1, 1, 1}).data, corrupt},
+      {"include_outdated", Bytes().U32({49, 1, 105, 1, 105, 1, 4, 0}).data,
+       "Outdated includes found: "},
+  };
+  for (Case const& c : cases) {
+    WriteDigest(c.name, Defaults().Add(c.tail).data);
+    std::string const text = ThrownText([&] { Open(c.name); });
+    EXPECT_EQ(text, c.prefix + FileOf(c.name, kDigestName).string()) << c.name;
+  }
+  // A table of an unknown kind is a bare head.
+  WriteDigest("unknown_table", Defaults().U32({49, 3, 1234, 3}).data);
+  EXPECT_NO_THROW(Open("unknown_table"));
+}
+
+TEST_F(DigestTest, ChunkLimits) {
+  using namespace digest;
+  EXPECT_EQ(ChunkLimit(EntrySize(kImageEntry)), 2097152u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kGroupEntry)), 2796202u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kInstanceEntry)), 1290555u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kMeshEntry)), 762600u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kSimpleColorEntry)), 2796202u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kKeyedDataEntry)), 2796202u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kIncludeEntry)), 4194304u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kOverrideEntry)), 1398101u);
+  EXPECT_EQ(ChunkLimit(EntrySize(kMatrixEntry)), 645277u);
+}
+
+TEST_F(DigestTest, LargeTableIsWrittenInChunks) {
+  uint32_t const limit = digest::ChunkLimit(104);
+  Model model = Open("m");
+  double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+  for (uint32_t i = 0; i < limit; ++i) model.InsertMatrix(shift);  // with matrix 0: limit + 1
+  model = Model();
+  auto const bytes = FileBytes("m", kDigestName);
+  auto const first = Bytes().U32({49, limit + 1, 176, limit}).data;
+  auto const at = std::search(bytes.begin(), bytes.begin() + 1000, first.begin(), first.end());
+  ASSERT_NE(at, bytes.begin() + 1000);
+  auto const second = Bytes().U32({49, limit + 1, 176, 1, 176}).data;
+  EXPECT_TRUE(std::equal(second.begin(), second.end(), at + 16 + size_t(limit) * 104));
+  Model again = Open("m");
+  EXPECT_EQ(again.Impl().matrices.size(), limit + 1u);
+  EXPECT_EQ(again.Impl().next.matrix, limit + 1u);
+}
+
+TEST_F(DigestTest, FailedRenameLeavesTheDigest) {
+  Model model = Open("m");
+  fs::remove(FileOf("m", kDigestName));
+  EXPECT_EQ(ThrownText([&] { model.Impl().WriteDigest(); }),
+            "Unable to rename: " + FileOf("m", kDigestName).string());
+  EXPECT_EQ(log.Count("Unable to rename: "), 1);
+}
+
+}  // namespace
+}  // namespace qx_store_test
