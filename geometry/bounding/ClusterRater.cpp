@@ -46,7 +46,7 @@ ClusterRater::ClusterRater(BoundingBox const& bounds, std::span<BoundingBox cons
   smallest_ = n / 56;
 }
 
-float ClusterRater::SizePenalty(Solution const& solution) const {
+float ClusterRater::SizePenalty(ClusterSolution const& solution) const {
   float sum = 0;
   for (size_t k = 0; k < kClusterCount; ++k) {
     uint64_t const count = solution.lists[k].size();
@@ -59,7 +59,7 @@ float ClusterRater::SizePenalty(Solution const& solution) const {
   return sum * count_scale_;
 }
 
-double ClusterRater::OverlapSum(Solution const& solution) const {
+double ClusterRater::OverlapSum(ClusterSolution const& solution) const {
   std::array<BoundingBox, kClusterCount> cluster_boxes;  // empty boxes to start with
   for (size_t k = 0; k < kClusterCount; ++k) {
     for (uint32_t index : solution.lists[k]) Unite(cluster_boxes[k], boxes_[index]);
@@ -81,7 +81,7 @@ double ClusterRater::OverlapSum(Solution const& solution) const {
   return sum;
 }
 
-float ClusterRater::Rate(Solution const& solution) const {
+float ClusterRater::Rate(ClusterSolution const& solution) const {
   return static_cast<float>(OverlapSum(solution) * overlap_scale_) + SizePenalty(solution);
 }
 

@@ -22,13 +22,13 @@ struct RatedClusters {
 };
 
 inline constexpr size_t kClusterCount = 7;
-using Solution = RatedClusters<kClusterCount>;
+using ClusterSolution = RatedClusters<kClusterCount>;
 
 class ClusterRater {
  public:
   ClusterRater(BoundingBox const& bounds, std::span<BoundingBox const> boxes);
 
-  float Rate(Solution const& solution) const;
+  float Rate(ClusterSolution const& solution) const;
 
   bool volumetric() const { return volumetric_; }
   double overlap_scale() const { return overlap_scale_; }
@@ -37,8 +37,8 @@ class ClusterRater {
   uint64_t smallest() const { return smallest_; }
 
  private:
-  float SizePenalty(Solution const& solution) const;
-  double OverlapSum(Solution const& solution) const;
+  float SizePenalty(ClusterSolution const& solution) const;
+  double OverlapSum(ClusterSolution const& solution) const;
 
   std::span<BoundingBox const> boxes_;
   bool volumetric_;

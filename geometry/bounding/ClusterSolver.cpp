@@ -71,7 +71,7 @@ bool ClusterSolver::MoveCentroids() {
       float const dx = moved[0] - centroid[0];
       float const dy = moved[1] - centroid[1];
       float const dz = moved[2] - centroid[2];
-      // A squared distance against a length: the threshold is deliberately loose.
+      // Note: a squared distance is compared with a length here.
       all_stayed = dx * dx + dy * dy + dz * dz <= threshold_;
     }
     centroid = moved;
@@ -79,7 +79,7 @@ bool ClusterSolver::MoveCentroids() {
   return all_stayed;
 }
 
-void ClusterSolver::Vote(Solution& out) {
+void ClusterSolver::Vote(ClusterSolution& out) {
   for (auto& list : out.lists) list.clear();
   std::fill(votes_.begin(), votes_.end(), 0);
   for (size_t k = 0; k < kClusterCount; ++k) {
@@ -96,9 +96,9 @@ void ClusterSolver::Vote(Solution& out) {
   }
 }
 
-Solution ClusterSolver::Solve() {
-  Solution result;
-  Solution current;
+ClusterSolution ClusterSolver::Solve() {
+  ClusterSolution result;
+  ClusterSolution current;
   do {
     if (++iteration_ <= kMaxClusterIterations) {
       Assign();

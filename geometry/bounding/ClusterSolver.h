@@ -19,12 +19,12 @@ class ClusterSolver {
  public:
   ClusterSolver(ClusterTask const& task, float threshold, uint32_t seed);
 
-  Solution Solve();
+  ClusterSolution Solve();
 
   // The steps of Solve, open for tests.
   void Assign();
   bool MoveCentroids();  // true if every centroid stayed within the threshold
-  void Vote(Solution& out);
+  void Vote(ClusterSolution& out);
 
   std::array<std::array<float, 3>, kClusterCount>& centroids() { return centroids_; }
   std::array<std::vector<uint32_t>, kClusterCount> const& members() const { return members_; }

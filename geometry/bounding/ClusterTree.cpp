@@ -26,8 +26,8 @@ uint32_t ThreadCount(ClusterOptions const& options) {
 
 // The first solution with the lowest rating below FLT_MAX, in thread order;
 // the first thread's if none rates below it.
-Solution const& Choose(std::vector<std::vector<Solution>> const& results, size_t task) {
-  Solution const* chosen = &results.front()[task];
+ClusterSolution const& Choose(std::vector<std::vector<ClusterSolution>> const& results, size_t task) {
+  ClusterSolution const* chosen = &results.front()[task];
   float best = std::numeric_limits<float>::max();
   for (auto const& solutions : results) {
     if (solutions[task].rating < best) {
@@ -38,7 +38,7 @@ Solution const& Choose(std::vector<std::vector<Solution>> const& results, size_t
   return *chosen;
 }
 
-void Apply(ClusterTask const& task, Solution const& solution) {
+void Apply(ClusterTask const& task, ClusterSolution const& solution) {
   BoundingNode& node = *task.node;
   node.clusters = std::make_unique<std::array<BoundingNode, kClusterCount>>();
   for (size_t k = 0; k < kClusterCount; ++k) {
@@ -57,11 +57,11 @@ using Workers = std::vector<std::unique_ptr<ClusterWorker>>;
 
 std::vector<ClusterTask> RunPass(std::vector<ClusterTask> const& tasks, Workers& workers,
                                  float threshold, SeedSource const& seed) {
-  std::vector<std::future<std::vector<Solution>>> futures;
+  std::vector<std::future<std::vector<ClusterSolution>>> futures;
   for (auto& worker : workers) futures.push_back(worker->Post(&tasks));
   auto own = SolveTasks(tasks, threshold, static_cast<uint32_t>(workers.size()), seed);
 
-  std::vector<std::vector<Solution>> results;
+  std::vector<std::vector<ClusterSolution>> results;
   for (auto& future : futures) results.push_back(future.get());
   results.push_back(std::move(own));
 

@@ -4,19 +4,22 @@
 // no node needs clustering any more.
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <span>
 
 #include "geometry/bounding/BoundingNode.h"
 
 namespace QX::Store {
 
+// Seed of a solver from its thread index (the calling thread last) and its
+// task's index in the pass. Must be callable from several threads at once.
+using SeedSource = std::function<uint32_t(uint32_t thread, uint64_t task)>;
+
 struct ClusterOptions {
   // Threads in all, the calling one included; 0 takes the hardware count.
   uint32_t threads = 0;
-  // Seed of a solver from its thread index (the calling thread last) and its
-  // task's index in the pass. Null draws seeds from std::random_device. Must
-  // be callable from several threads at once.
-  std::function<uint32_t(uint32_t thread, uint64_t task)> seed;
+  // Null draws each solver's seed from std::random_device.
+  SeedSource seed;
 };
 
 void ClusterTree(BoundingNode& root, ClusterOptions const& options = {});

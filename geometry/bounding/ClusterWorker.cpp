@@ -6,10 +6,10 @@
 
 namespace QX::Store {
 
-std::vector<Solution> SolveTasks(std::vector<ClusterTask> const& tasks, float threshold,
+std::vector<ClusterSolution> SolveTasks(std::vector<ClusterTask> const& tasks, float threshold,
                                  uint32_t thread, SeedSource const& seed) {
   std::random_device platform;
-  std::vector<Solution> solutions;
+  std::vector<ClusterSolution> solutions;
   solutions.reserve(tasks.size());
   for (uint64_t i = 0; i < tasks.size(); ++i) {
     uint32_t const s = seed ? seed(thread, i) : platform();
@@ -40,7 +40,7 @@ ClusterWorker::Mail ClusterWorker::Take() {
   return mail;
 }
 
-std::future<std::vector<Solution>> ClusterWorker::Post(std::vector<ClusterTask> const* tasks) {
+std::future<std::vector<ClusterSolution>> ClusterWorker::Post(std::vector<ClusterTask> const* tasks) {
   Mail mail;
   mail.tasks = tasks;
   auto future = mail.promise.get_future();

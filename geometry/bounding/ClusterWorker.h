@@ -4,7 +4,6 @@
 // list ends it.
 #include <condition_variable>
 #include <cstdint>
-#include <functional>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -12,13 +11,12 @@
 
 #include "geometry/bounding/ClusterRater.h"
 #include "geometry/bounding/ClusterTask.h"
+#include "geometry/bounding/ClusterTree.h"
 
 namespace QX::Store {
 
-using SeedSource = std::function<uint32_t(uint32_t thread, uint64_t task)>;
-
 // Solves all tasks in order, each with a fresh solver.
-std::vector<Solution> SolveTasks(std::vector<ClusterTask> const& tasks, float threshold,
+std::vector<ClusterSolution> SolveTasks(std::vector<ClusterTask> const& tasks, float threshold,
                                  uint32_t thread, SeedSource const& seed);
 
 class ClusterWorker {
@@ -30,13 +28,13 @@ class ClusterWorker {
 
   // Hands the list over, waiting while the mailbox is full. The list must
   // stay unchanged until the future is ready.
-  std::future<std::vector<Solution>> Post(std::vector<ClusterTask> const* tasks);
+  std::future<std::vector<ClusterSolution>> Post(std::vector<ClusterTask> const* tasks);
   void Stop();
 
  private:
   struct Mail {
     std::vector<ClusterTask> const* tasks = nullptr;
-    std::promise<std::vector<Solution>> promise;
+    std::promise<std::vector<ClusterSolution>> promise;
   };
 
   void Deliver(Mail mail);

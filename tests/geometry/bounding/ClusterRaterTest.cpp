@@ -11,7 +11,7 @@ namespace {
 float RateTwo(BoundingBox bounds, BoundingBox a, BoundingBox b) {
   std::vector<BoundingBox> const boxes = {a, b};
   ClusterRater const rater(bounds, boxes);
-  Solution s;
+  ClusterSolution s;
   s.lists[0] = {0};
   s.lists[1] = {1};
   return rater.Rate(s);
@@ -28,7 +28,7 @@ TEST(ClusterRater, SizeThresholdsComeFromTheBoxCount) {
 
   // Cluster sizes 30, 21, 10, 5, 2, 0, 132: penalties 0, 1, 12, 170, 2000,
   // 2200, 0. All boxes coincide, but their overlap is one box per pair.
-  Solution s;
+  ClusterSolution s;
   uint32_t next = 0;
   size_t const sizes[7] = {30, 21, 10, 5, 2, 0, 132};
   for (size_t k = 0; k < 7; ++k) {

@@ -37,7 +37,7 @@ TEST(ClusterSolver, AMajorityOfEightSamplesPlacesABox) {
   c[4] = {0.5f, 0.5f, 2.0f};   // top five
   c[6] = {50.5f, 50.5f, 51};   // the other box
   solver.Assign();
-  Solution s;
+  ClusterSolution s;
   solver.Vote(s);
   EXPECT_EQ(s.lists[2], (std::vector<uint32_t>{0}));
   EXPECT_EQ(s.lists[6], (std::vector<uint32_t>{1}));
@@ -54,8 +54,8 @@ TEST(ClusterSolver, SameSeedSameSolutionAndEveryBoxInOneList) {
   auto set = test::ClusteredItems(400, 9);
   ClusterTask const task = TaskOf(set);
   for (uint32_t seed : {1u, 2u, 12345u}) {
-    Solution const a = ClusterSolver(task, 0.5f, seed).Solve();
-    Solution const b = ClusterSolver(task, 0.5f, seed).Solve();
+    ClusterSolution const a = ClusterSolver(task, 0.5f, seed).Solve();
+    ClusterSolution const b = ClusterSolver(task, 0.5f, seed).Solve();
     EXPECT_EQ(a.lists, b.lists);
     EXPECT_EQ(a.rating, b.rating);
     EXPECT_LT(a.rating, std::numeric_limits<float>::max());

@@ -29,8 +29,8 @@ void ExpectSoundTree(BoundingNode const& root, test::ItemSet const& set) {
       }
       return false;
     };
-    if (node.octants) EXPECT_TRUE(any_non_empty(node.octants));
-    if (node.clusters) EXPECT_TRUE(any_non_empty(node.clusters));
+    EXPECT_TRUE(!node.octants || any_non_empty(node.octants));
+    EXPECT_TRUE(!node.clusters || any_non_empty(node.clusters));
   });
   size_t with_box = 0;
   for (auto const& item : set.items) {
