@@ -4,6 +4,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "files/File.h"
+#include "files/FileSystem.h"
 #include "stream/ByteWriter.h"
 #include "stream/StreamReader.h"
 #include "stream/WireTags.h"
@@ -152,6 +154,17 @@ StreamSummary SummarizeStream(std::span<uint8_t const> stream) {
   summary.expanded_bytes = reader.ExpandedBytes();
   summary.error = reader.Error();
   return summary;
+}
+
+std::optional<StreamSummary> SummarizeStreamFile(FileSystem& files,
+                                                 std::filesystem::path const& path) {
+  std::unique_ptr<File> file = files.NewFile(path);
+  file->OpenRead(false);
+  int64_t const size = file->IsOpen() ? file->Size() : -1;
+  if (size < 0) return std::nullopt;
+  Bytes bytes(static_cast<size_t>(size));
+  if (file->Read(bytes.data(), bytes.size()) != bytes.size()) return std::nullopt;
+  return SummarizeStream(bytes);
 }
 
 std::string FormatSummary(StreamSummary const& s) {

@@ -2,6 +2,7 @@
 // A summary of a stream for people: what it holds, how well it compressed,
 // and any record that refers to something the stream hadn't sent before it.
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <span>
@@ -30,7 +31,12 @@ struct StreamSummary {
   std::string error;                  // empty if the whole input was read
 };
 
+class FileSystem;
+
 StreamSummary SummarizeStream(std::span<uint8_t const> stream);
+// Reads a whole .qxs file; an empty result if it can't be read.
+std::optional<StreamSummary> SummarizeStreamFile(FileSystem& files,
+                                                 std::filesystem::path const& path);
 // The summary as lines of text.
 std::string FormatSummary(StreamSummary const& summary);
 

@@ -10,6 +10,7 @@
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
 #include "stream/ControlFlags.h"
+#include "stream/Priorities.h"
 
 namespace QX::Store {
 
@@ -69,6 +70,19 @@ void StreamState::Log(char const* format, ...) const {
   std::vsnprintf(text, sizeof text, format, args);
   va_end(args);
   logger->Message(text);
+}
+
+bool StreamState::UpdateView(StreamRequest const& request) {
+  if (!view.Update(request)) return false;
+  queue.Reset();
+  return true;
+}
+
+void StreamState::BuildPriorities(bool mark_all, std::span<StreamInstance* const> list,
+                                  PriorityBuckets* target) {
+  bool const culled = (control_flags & ControlFlag::StreamCulled) != 0;
+  QX::Store::BuildPriorities(view, culled, mark_all, list, target);
+  if (target != nullptr) budget.eviction_order.clear();
 }
 
 void StreamState::SetControlFlags(uint32_t flags) {

@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <thread>
 #include <unordered_map>
 #include <unordered_set>
@@ -26,6 +27,7 @@ namespace QX::Store {
 class CacheImpl;
 struct ImageRecord;
 struct KeyedData;
+struct StreamRequest;
 
 // (cache model id, key) of an object, for the sets of what went out.
 inline uint64_t ObjectId(ModelId model, uint32_t key) { return uint64_t(model) << 32 | key; }
@@ -103,6 +105,14 @@ class StreamState {
   void SetLimitMiB(uint32_t mib);
   void SetMeshLevel(uint32_t level);
   void SetStreamCutoffScale(float scale);
+
+  // Takes the camera of a request; a change of the frustum empties the queue
+  // of the pass. True if the frustum changed.
+  bool UpdateView(StreamRequest const& request);
+  // Priorities of `list` under the state's view and flags; with a queue, the
+  // queue is refilled and the order of the last eviction is forgotten.
+  void BuildPriorities(bool mark_all, std::span<StreamInstance* const> list,
+                       PriorityBuckets* target);
 
   // Attachment: enters a request under its attach id, and moves waiting
   // requests to the resolved queue, highest order first.

@@ -17,11 +17,28 @@ using namespace QX::Store;
 constexpr int kItems = 1000000;
 constexpr int kNodes = 10000;
 
-void PushAndTake(benchmark::State& state) {
+std::vector<float> RandomPriorities() {
   std::mt19937 rng(1);
   std::uniform_real_distribution<float> dist(0, 1000);
   std::vector<float> priorities(kItems);
   for (float& p : priorities) p = dist(rng);
+  return priorities;
+}
+
+void Push(benchmark::State& state) {
+  std::vector<float> const priorities = RandomPriorities();
+  PriorityBuckets queue;
+  for (auto _ : state) {
+    queue.Reset();
+    queue.SetRange(1000, 0.01f);
+    for (float p : priorities) queue.Push(nullptr, p);
+  }
+  state.SetItemsProcessed(int64_t(state.iterations()) * kItems);
+}
+BENCHMARK(Push)->Unit(benchmark::kMillisecond);
+
+void PushAndTake(benchmark::State& state) {
+  std::vector<float> const priorities = RandomPriorities();
   PriorityBuckets queue;
   for (auto _ : state) {
     queue.Reset();

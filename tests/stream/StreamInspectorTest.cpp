@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
+#include "files/FileSystem.h"
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "stream/StreamOutput.h"
@@ -83,6 +87,20 @@ TEST(StreamInspector, ReadsWhatTheOutputWroteInCompressedChunks) {
   EXPECT_EQ(s.expanded_bytes, 4 * scene.size());
   EXPECT_LT(s.compressed_bytes, s.expanded_bytes);
   EXPECT_EQ(s.instances, 8u);
+}
+
+TEST(StreamInspector, ReadsAStreamFile) {
+  auto const path = std::filesystem::temp_directory_path() /
+                    ("qx_inspect_" + std::to_string(::getpid()) + ".qxs");
+  Bytes const scene = SceneStream();
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<char const*>(scene.data()), std::streamsize(scene.size()));
+  auto const summary = SummarizeStreamFile(DefaultFiles(), path);
+  std::filesystem::remove(path);
+  ASSERT_TRUE(summary.has_value());
+  EXPECT_EQ(summary->input_bytes, scene.size());
+  EXPECT_EQ(summary->instances, 2u);
+  EXPECT_FALSE(SummarizeStreamFile(DefaultFiles(), path).has_value());
 }
 
 TEST(StreamInspector, ReportsRecordsWithoutContextAndReadErrors) {

@@ -12,6 +12,7 @@
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
 #include "stream/ControlFlags.h"
+#include "stream/StreamRequest.h"
 
 namespace QX::Store {
 namespace {
@@ -174,6 +175,34 @@ TEST_F(StreamStateTest, CutoffScaleIsClampedAndLogged) {
                                                 "StreamState::SetStreamCutoffScale: 0.000000",
                                                 "StreamState::SetStreamCutoffScale: 2.000000",
                                                 "StreamState::SetStreamCutoffScale: 0.000000"}));
+}
+
+TEST_F(StreamStateTest, CameraChangeEmptiesTheQueueOfThePass) {
+  StreamState state(model_, &kStandAlone);
+  StreamAttachedModel attached;
+  BoundingBox const box{-1, -1, -1, 1, 1, 1};
+  SetShape(attached.nodes.emplace_back(), box);
+  StreamInstance item;
+  SetShape(item, box);
+  item.flags.classes = 1;
+  item.attached = &attached;
+  StreamInstance* const list[] = {&item};
+  state.BuildPriorities(false, list, &state.queue);
+  EXPECT_EQ(state.queue.Count(), 1u);
+
+  StreamCamera camera;
+  camera.position[2] = 10;
+  camera.up[1] = 1;
+  camera.width = camera.height = 10;
+  StreamRequest request;
+  request.camera = &camera;
+  EXPECT_TRUE(state.UpdateView(request));
+  EXPECT_TRUE(state.queue.Empty());
+
+  state.BuildPriorities(false, list, &state.queue);
+  camera.position[2] = 10.0001;
+  EXPECT_FALSE(state.UpdateView(request));
+  EXPECT_EQ(state.queue.Count(), 1u);
 }
 
 }  // namespace
