@@ -43,12 +43,10 @@ void SetStrategy(ZSTD_CCtx* context, uint32_t effort) {
 }
 
 // Compresses into `to` with room for `capacity` bytes; 0 on failure.
-size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, uint32_t method,
-                uint32_t effort) {
+size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, uint32_t method) {
   if (method == kZstdMethod) {
     ZSTD_CCtx* const context = Context();
     if (!context) return 0;
-    SetStrategy(context, effort);
     size_t const n = ZSTD_compress2(context, to, capacity, record.data(), record.size());
     return ZSTD_isError(n) ? 0 : n;
   }
@@ -62,12 +60,15 @@ size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, u
 
 bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
                     uint32_t effort) {
+  // The strategy is the context's state: it is set on every call, whatever
+  // the method and size, and stays for calls that keep it.
+  if (ZSTD_CCtx* const context = Context()) SetStrategy(context, effort);
   if (record.size() < kMinCompressed || record.size() > kMaxCompressed) return false;
   size_t const capacity = method == kZstdMethod ? ZSTD_compressBound(record.size())
                                                 : size_t(LZ4_compressBound(int(record.size())));
   size_t const start = out.size();
   out.resize(start + kHeadSize + capacity);
-  size_t const n = Compress(record, out.data() + start + kHeadSize, capacity, method, effort);
+  size_t const n = Compress(record, out.data() + start + kHeadSize, capacity, method);
   if (n == 0 || n + kHeadSize > record.size()) {
     out.resize(start);
     return false;

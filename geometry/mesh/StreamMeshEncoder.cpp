@@ -1,6 +1,4 @@
 // EncodeStreamMesh and the writing of stream mesh records and toc records.
-#include <algorithm>
-#include <bit>
 #include <cstring>
 
 #include "files/File.h"
@@ -70,10 +68,12 @@ uint32_t PackVertices(StoredMesh const& mesh, uint32_t flags, uint8_t* to) {
   return alpha ? flags | kVertexAlpha : flags;
 }
 
-uint8_t* PutCounts(uint8_t* to, WeldSummary const& s) {
-  for (uint32_t count : s.index_counts) PutU32At(to, count), to += 4;
-  for (uint32_t count : s.element_counts) PutU32At(to, count), to += 4;
-  return to;
+// Index counts, then element counts, of faces, lines and points.
+void PutCounts(uint8_t* to, WeldSummary const& s) {
+  for (int c = 0; c < 3; ++c) {
+    PutU32At(to + 4 * c, s.index_counts[c]);
+    PutU32At(to + 12 + 4 * c, s.element_counts[c]);
+  }
 }
 
 void PutElementTable(uint8_t* to, std::vector<StreamElement> const& elements) {
@@ -114,7 +114,10 @@ void WriteIndexed(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSummar
     at[1] = uint8_t(index >> 8);
     at += 2;
   }
-  if (index_count & 1) at[0] = at[1] = 0xFF, at += 2;
+  if (index_count & 1) {  // keeps the element table 4-byte aligned
+    at[0] = at[1] = 0xFF;
+    at += 2;
+  }
   PutElementTable(at, weld.elements);
   record.classes = Classes(s);
   WriteStreamRecord(stream, record, mesh, kIndexedMeshKind, out, effort, logger);
