@@ -135,13 +135,14 @@ void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSumma
   auto& weld = mesh.weld;
   uint32_t const stride = detail::VertexStride(s.stream_flags);
   weld.packed.resize(size_t(s.vertex_count) * stride);
-  uint32_t const flags = PackVertices(mesh, s.stream_flags, weld.packed.data());
+  PackVertices(mesh, s.stream_flags, weld.packed.data());
 
+  // The header holds no colour, so its flags never have the alpha bit.
   auto& out = mesh.work;
   out.assign(kExpandedHead + weld.elements.size() * kElementEntry, 0);
   PutU32At(out.data(), kExpandedHeaderTag);
   PutU32At(out.data() + 4, record.key);
-  PutU32At(out.data() + 8, flags);
+  PutU32At(out.data() + 8, s.stream_flags);
   PutCounts(out.data() + 12, s);
   PutElementTable(out.data() + kExpandedHead, weld.elements);
   record.classes = Classes(s);

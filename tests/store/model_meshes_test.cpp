@@ -179,3 +179,14 @@ TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
     EXPECT_EQ(counts[i], positions.size());
   }
 }
+
+TEST_F(ModelMeshesTest, ReadOnlyModelEncodesNothing) {
+  TestMesh mesh = GridMesh(3);
+  MeshKey const key = model.InsertMesh(mesh.Data());
+  Reopen(true);
+  StoredMesh scratch;
+  MeshRecord& record = impl().mesh_records[impl().meshes.Find(key)->index];
+  impl().EncodeStreamMesh(record, scratch, 1);
+  EXPECT_EQ(std::vector<MeshTocEntry>{kNoDataTocEntry}, record.toc);
+  EXPECT_FALSE(impl().stream_meshes_file->IsOpen());
+}
