@@ -17,6 +17,7 @@
 #include "store/Types.h"
 #include "stream/AttachRequest.h"
 #include "stream/PriorityBuckets.h"
+#include "stream/SelectionCommands.h"
 #include "stream/SendStates.h"
 #include "stream/StreamItems.h"
 #include "stream/StreamOutput.h"
@@ -187,6 +188,7 @@ class StreamState {
   std::unordered_map<MeshList const*, BoundingBox> list_boxes;
   bool wanted_apply = false;
   bool wanted_value = false;
+  SelectionCommands selection_commands;
 
   // Previews: items that the budget holds out.
   std::unordered_set<StreamInstance*> ejected_items;

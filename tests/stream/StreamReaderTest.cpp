@@ -83,16 +83,6 @@ TEST(StreamReader, WalksPlainRecordsAndExpandsBlocks) {
   EXPECT_EQ(w.depths[45], 0u);
 }
 
-TEST(StreamReader, CountsCompressedAndExpandedBytes) {
-  Bytes const z = ZBlock(TextRun(40), true);
-  StreamReader reader(z);
-  StreamRecord r;
-  while (reader.Next(r)) {
-  }
-  EXPECT_EQ(reader.CompressedBytes(), z.size());
-  EXPECT_EQ(reader.ExpandedBytes(), TextRun(40).size());
-}
-
 TEST(StreamReader, ReportsTheOffsetOfTheFirstBadRecord) {
   Bytes input = Words({78, 1, 78, 2});
   Bytes const bad = Words({0x12345678, 0});
