@@ -63,7 +63,6 @@ uint64_t RecordSize(uint32_t tag, uint8_t const* p) {
     case kMeshList: return 16 + 4 * word(8);
     case kAttachedModel: return 48 + word(16);
     case kAttachedModelOld: return 12 + word(8);
-    case kTable: return 16 + word(12) * EntrySize(LoadU32(p + 8));
     default: return FixedHead(tag);
   }
 }
@@ -96,7 +95,7 @@ class DigestParser {
   void ParseAttachedModel(uint8_t const* p);
   void ParseAttachedModelOld(uint8_t const* p);
   void ParseExtension(uint8_t const* p);
-  void ParseTable(uint8_t const* p);
+  void ParseTable();
   void ParseEntry(uint32_t tag, uint8_t const* p);
   template <class Table>
   void Reserve(Table& table, uint32_t total, uint32_t entry_size);
@@ -149,6 +148,10 @@ void DigestParser::Run() {
     uint32_t const head = FixedHead(tag);
     if (head == 0) ThrowUnexpectedCode(model_.logger, file_.Path());
     Ensure(head);
+    if (tag == kTable) {
+      ParseTable();
+      continue;
+    }
     uint64_t const size = RecordSize(tag, buffer_.data() + cursor_);
     Ensure(size);
     Parse(tag, buffer_.data() + cursor_, size);
@@ -174,7 +177,6 @@ void DigestParser::Parse(uint32_t tag, uint8_t const* p, uint64_t size) {
     case kAttachedModel: ParseAttachedModel(p); break;
     case kAttachedModelOld: ParseAttachedModelOld(p); break;
     case kInstanceExtension: ParseExtension(p); break;
-    case kTable: ParseTable(p); break;
   }
 }
 
@@ -374,12 +376,17 @@ void DigestParser::Reserve(Table& table, uint32_t total, uint32_t entry_size) {
   table.Reserve(table.size() + std::min<uint64_t>(total, possible));
 }
 
-void DigestParser::ParseTable(uint8_t const* p) {
+// A table record's entries have a fixed size, so they are parsed unit by
+// unit as they arrive instead of being gathered in the buffer first.
+void DigestParser::ParseTable() {
+  uint8_t const* p = buffer_.data() + cursor_;
   uint32_t const total = LoadU32(p + 4);
   uint32_t const tag = LoadU32(p + 8);
   uint32_t const count = LoadU32(p + 12);
   uint32_t const entry_size = EntrySize(tag);
+  cursor_ += kTableHeadSize;
   if (entry_size == 0) return;
+  if (uint64_t{count} * entry_size > Left() + unread_) Corrupt();
   switch (tag) {
     case kImageEntry: Reserve(model_.images, total, entry_size); break;
     case kGroupEntry: Reserve(model_.groups, total, entry_size); break;
@@ -394,8 +401,15 @@ void DigestParser::ParseTable(uint8_t const* p) {
     case kIncludeEntry: Reserve(model_.includes, total, entry_size); break;
     case kOverrideEntry: Reserve(model_.instance_overrides, total, entry_size); break;
   }
-  uint8_t const* q = p + kTableHeadSize;
-  for (uint32_t i = 0; i < count; ++i, q += entry_size) ParseEntry(tag, q);
+  for (uint32_t left = count; left > 0;) {
+    if (Left() < entry_size && !Refill()) Corrupt();
+    if (Left() < entry_size) continue;
+    uint32_t const n = uint32_t(std::min<uint64_t>(left, Left() / entry_size));
+    uint8_t const* q = buffer_.data() + cursor_;
+    for (uint32_t i = 0; i < n; ++i, q += entry_size) ParseEntry(tag, q);
+    cursor_ += uint64_t{n} * entry_size;
+    left -= n;
+  }
 }
 
 void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
