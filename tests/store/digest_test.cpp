@@ -2,6 +2,7 @@
 // forms, read units and truncation, and what a damaged digest does.
 #include <filesystem>
 
+#include "geometry/mesh/MeshData.h"
 #include "store/CacheImpl.h"
 #include "store/DigestFormat.h"
 #include "tests/store/StoreFixture.h"
@@ -367,6 +368,70 @@ TEST_F(DigestTest, FailedRenameLeavesTheDigest) {
   EXPECT_EQ(ThrownText([&] { model.Impl().WriteDigest(); }),
             "Unable to rename: " + FileOf("m", kDigestName).string());
   EXPECT_EQ(log.Count("Unable to rename: "), 1);
+}
+
+}  // namespace
+}  // namespace qx_store_test
+
+namespace qx_store_test {
+namespace {
+
+// A model made through the insertion operations holds everything after it
+// was closed and opened again.
+TEST_F(DigestTest, ModelMadeByInsertionHoldsEverythingAfterReopen) {
+  Point const points[3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
+  uint8_t const pixels[6] = {1, 2, 3, 4, 5, 6};
+  uint8_t const data[5] = {9, 8, 7, 6, 5};
+  MeshKey mesh;
+  ImageKey image;
+  DataKey keyed;
+  GroupKey group;
+  MaterialKey textured;
+  {
+    Model model = Open("m");
+    ModelImpl& m = model.Impl();
+    MaterialKey const red = model.InsertMaterial(RGBAColor{1, 0, 0, 1});
+    image = m.InsertImageRGB(2, 1, pixels);
+    MatrixKey const matrix = model.InsertMatrix(std::array<float, 12>{2, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0}.data());
+    Material material;
+    material.textures = {TextureRef{image, matrix, 1}};
+    material.gloss = 0.25f;
+    textured = model.InsertMaterial(material);
+    MaterialMapKey const map = model.InsertMaterialMap({red, textured});
+    MeshData triangle;
+    triangle.points = points;
+    triangle.point_count = 3;
+    triangle.face_elements = {{0, 1, 2}};
+    triangle.face_material = red;
+    triangle.face_material_map = map;
+    triangle.flags = 0;
+    mesh = model.InsertMesh(triangle);
+    keyed = m.InsertKeyedData(sizeof data, data, 3);
+    group = m.InsertGroup({InstanceInc{1, 2}}, {});
+  }
+  Model model = Open("m", true);
+  ModelImpl& m = model.Impl();
+  MeshRecord const* record = m.FindMesh(mesh);
+  ASSERT_NE(record, nullptr);
+  EXPECT_EQ(record->face_material, 1u);
+  EXPECT_EQ(record->face_material_map, 1u);
+  EXPECT_GE(record->stored_offset, 0);
+  MaterialRecord const& material = m.material_records.at(m.materials.Find(textured)->index);
+  EXPECT_EQ(material.textures, (std::vector<TextureRef>{TextureRef{image, 1, 1}}));
+  EXPECT_EQ(material.gloss, 0.25f);
+  double matrix[12];
+  m.GetMatrix(1, matrix);
+  EXPECT_EQ(matrix[8], 2);
+  EXPECT_EQ(m.material_maps.Find(1)->keys, (std::vector<MaterialKey>{1, textured}));
+  ImagePixels read;
+  ASSERT_TRUE(m.ReadImage(*m.images.Find(image), read));
+  EXPECT_EQ(read.bytes, std::vector<uint8_t>(pixels, pixels + 6));
+  std::vector<uint8_t> block;
+  ASSERT_TRUE(m.ReadKeyedData(keyed, block));
+  EXPECT_EQ(block, std::vector<uint8_t>(data, data + 5));
+  GroupEntry& entry = *m.groups.Find(group);
+  m.LoadGroup(entry);
+  EXPECT_EQ(entry.words, (std::vector<uint32_t>{4, 1, 1, 2, 0}));
 }
 
 }  // namespace
