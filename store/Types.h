@@ -3,6 +3,7 @@
 // whole store and stream engine. Everything here is plain data.
 #include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 

@@ -2,11 +2,13 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/EmbedCommand.h"
+#include "tools/InspectCommand.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"qx: turn 3D scenes into self-contained web pages"};
   app.require_subcommand(1);
   qx_tool::AddEmbedCommand(app);
+  qx_tool::AddInspectCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }
