@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "files/File.h"
+#include "files/FileSystem.h"
 #include "store/ByteOrder.h"
 #include "store/Cache.h"
 #include "store/Logger.h"
@@ -41,9 +43,42 @@ std::string ThrownText(Call call) {
   return "<nothing thrown>";
 }
 
+// The default file system, counting every question asked of it, and able to
+// hand out file objects that can't be opened.
+class ForwardingFiles final : public FileSystem {
+ public:
+  std::unique_ptr<File> NewFile(Path const& p) override {
+    ++calls;
+    return DefaultFiles().NewFile(fail_new_files ? Path("/nonexistent/qx/file") : p);
+  }
+  std::unique_ptr<File> NewFile() override { return DefaultFiles().NewFile(); }
+  Path Normalize(Path const& p) override { return DefaultFiles().Normalize(p); }
+  bool Exists(Path const& p) override { return ++calls, DefaultFiles().Exists(p); }
+  bool IsDirectory(Path const& p) override { return ++calls, DefaultFiles().IsDirectory(p); }
+  bool IsRegularFile(Path const& p) override { return ++calls, DefaultFiles().IsRegularFile(p); }
+  bool IsSymlink(Path const& p) override { return ++calls, DefaultFiles().IsSymlink(p); }
+  bool IsEmptyDirectory(Path const& p) override {
+    return ++calls, DefaultFiles().IsEmptyDirectory(p);
+  }
+  void ListDirectory(Path const& p, std::vector<Path>& out) override {
+    ++calls;
+    DefaultFiles().ListDirectory(p, out);
+  }
+  uint64_t RemoveAll(Path const& p) override { return ++calls, DefaultFiles().RemoveAll(p); }
+  bool Remove(Path const& p) override { return ++calls, DefaultFiles().Remove(p); }
+  bool Rename(Path const& a, Path const& b) override { return ++calls, DefaultFiles().Rename(a, b); }
+  bool CreateDirectory(Path const& p) override { return ++calls, DefaultFiles().CreateDirectory(p); }
+  bool CreateDirectories(Path const& p) override {
+    return ++calls, DefaultFiles().CreateDirectories(p);
+  }
+
+  int calls = 0;
+  bool fail_new_files = false;
+};
+
 class StoreTest : public ::testing::Test {
  protected:
-  StoreTest() : cache(Cache::Open(&log)) {}
+  StoreTest() : cache(Cache::Open(&log, &files)) {}
 
   std::string PathOf(std::string const& name) const { return (dir.Path() / name).string(); }
   std::filesystem::path FileOf(std::string const& model, char const* file) const {
@@ -66,6 +101,7 @@ class StoreTest : public ::testing::Test {
 
   qx_test::TempDir dir;
   KeptLines log;
+  ForwardingFiles files;
   Cache cache;
 };
 

@@ -1,8 +1,6 @@
 // Handles, the cache's registry and model ids, and the model lifecycle.
 #include <filesystem>
 
-#include "files/File.h"
-#include "files/FileSystem.h"
 #include "store/CacheImpl.h"
 #include "tests/store/StoreFixture.h"
 
@@ -25,28 +23,8 @@ TEST(StoreHandles, EmptyHandlesThrow) {
   ADD_FAILURE();
 }
 
-// A file system that counts every question asked of it.
-class CountingFiles final : public FileSystem {
- public:
-  std::unique_ptr<File> NewFile(Path const& p) override { return calls++, DefaultFiles().NewFile(p); }
-  std::unique_ptr<File> NewFile() override { return DefaultFiles().NewFile(); }
-  Path Normalize(Path const& p) override { return DefaultFiles().Normalize(p); }
-  bool Exists(Path const& p) override { return calls++, DefaultFiles().Exists(p); }
-  bool IsDirectory(Path const& p) override { return calls++, DefaultFiles().IsDirectory(p); }
-  bool IsRegularFile(Path const& p) override { return calls++, DefaultFiles().IsRegularFile(p); }
-  bool IsSymlink(Path const& p) override { return calls++, DefaultFiles().IsSymlink(p); }
-  bool IsEmptyDirectory(Path const& p) override { return calls++, DefaultFiles().IsEmptyDirectory(p); }
-  void ListDirectory(Path const& p, std::vector<Path>& out) override { calls++, DefaultFiles().ListDirectory(p, out); }
-  uint64_t RemoveAll(Path const& p) override { return calls++, DefaultFiles().RemoveAll(p); }
-  bool Remove(Path const& p) override { return calls++, DefaultFiles().Remove(p); }
-  bool Rename(Path const& a, Path const& b) override { return calls++, DefaultFiles().Rename(a, b); }
-  bool CreateDirectory(Path const& p) override { return calls++, DefaultFiles().CreateDirectory(p); }
-  bool CreateDirectories(Path const& p) override { return calls++, DefaultFiles().CreateDirectories(p); }
-  int calls = 0;
-};
-
 TEST(StoreCache, EmptyModelIsBuiltInAndNeedsNoFiles) {
-  CountingFiles files;
+  ForwardingFiles files;
   KeptLines log;
   {
     Cache cache = Cache::Open(&log, &files);

@@ -362,6 +362,21 @@ TEST_F(DigestTest, LargeTableIsWrittenInChunks) {
   EXPECT_EQ(again.Impl().next.matrix, limit + 1u);
 }
 
+TEST_F(DigestTest, UnopenableNewDigestRestoresTheOldOne) {
+  Model model = Open("m");
+  model.InsertMatrix(std::array<double, 12>{}.data());
+  model.Impl().WriteDigest();
+  auto const before = FileBytes("m", kDigestName);
+  model.InsertMatrix(std::array<double, 12>{}.data());
+  files.fail_new_files = true;
+  EXPECT_EQ(ThrownText([&] { model.Impl().WriteDigest(); }),
+            "Unable to open file: " + FileOf("m", kDigestName).string());
+  files.fail_new_files = false;
+  EXPECT_EQ(FileBytes("m", kDigestName), before);
+  EXPECT_FALSE(fs::exists(FileOf("m", "_digest.qxi_old")));
+  EXPECT_TRUE(model.Impl().dirty);
+}
+
 TEST_F(DigestTest, FailedRenameLeavesTheDigest) {
   Model model = Open("m");
   fs::remove(FileOf("m", kDigestName));
