@@ -138,6 +138,17 @@ TEST_F(CacheTest, ResolvesNamesUnderSearchPaths) {
   EXPECT_EQ(impl.FindEntry(PathOf("found")), nullptr);
 }
 
+TEST_F(CacheTest, RelativeNamesAreTakenFromTheCurrentDirectory) {
+  fs::path const cwd = fs::current_path();
+  fs::current_path(dir.Path());
+  EXPECT_EQ(ThrownText([&] { cache.OpenModel("rel", true); }),
+            "Creating model attempted with read only: rel");
+  Model made = cache.OpenModel("rel", false);
+  EXPECT_EQ(made.Impl().Path(), dir.Path() / "rel");
+  EXPECT_EQ(cache.OpenModel("rel", true), made);
+  fs::current_path(cwd);
+}
+
 TEST_F(CacheTest, FindModelReopensAKnownModelReadOnly) {
   Model model = Open("m");
   ModelId const id = model.Impl().id;
