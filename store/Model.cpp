@@ -55,4 +55,38 @@ MatrixKey Model::InsertMatrix(double const* twelve) { return Impl().InsertMatrix
 
 MatrixKey Model::InsertMatrix(float const* twelve) { return Impl().InsertMatrix(twelve); }
 
+GroupKey Model::InsertGroup(std::vector<InstanceInc> const& instances,
+                            std::vector<GroupInc> const& groups) {
+  return Impl().InsertGroup(instances, groups);
+}
+
+void Model::SetGroup(GroupKey key, std::vector<InstanceInc> const& instances,
+                     std::vector<GroupInc> const& groups) {
+  Impl().SetGroup(key, instances, groups);
+}
+
+ImageKey Model::InsertImageRGBA(uint32_t width, uint32_t height, void const* pixels) {
+  return Impl().InsertImageRGBA(width, height, pixels);
+}
+
+ImageKey Model::InsertImageRGB(uint32_t width, uint32_t height, void const* pixels) {
+  return Impl().InsertImageRGB(width, height, pixels);
+}
+
+ImageKey Model::InsertImageGray(uint32_t width, uint32_t height, void const* pixels) {
+  return Impl().InsertImageGray(width, height, pixels);
+}
+
+ImageKey Model::InsertEncodedImage(uint32_t size, void const* bytes, ImageFormat format) {
+  return Impl().InsertEncodedImage(size, bytes, format);
+}
+
+DataKey Model::InsertKeyedData(uint32_t size, void const* bytes, uint32_t type) {
+  return Impl().InsertKeyedData(size, bytes, type);
+}
+
+void Model::SetKeyedData(DataKey key, uint32_t size, void const* bytes) {
+  Impl().SetKeyedData(key, size, bytes);
+}
+
 }  // namespace QX::Store
