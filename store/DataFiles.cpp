@@ -1,7 +1,5 @@
 #include "store/DataFiles.h"
 
-#include <algorithm>
-
 #include "files/File.h"
 #include "files/FileSystem.h"
 #include "store/DataBlocks.h"
@@ -40,14 +38,6 @@ void WriteGroupBlock(ModelImpl& model, GroupEntry& group, std::span<InstanceInc 
   std::vector<uint8_t> const block = EncodeGroupBlock(instances, groups);
   group.position = AppendToFile(model, *model.data_file, kDataName, {block});
   group.size = static_cast<uint32_t>(block.size());
-}
-
-void EnsureMetadataBlock(ModelImpl& model) {
-  if (model.keyed_data.Contains(kMetadataKey)) return;
-  model.TestWritable();
-  model.keyed_data.Insert(kMetadataKey, KeyedData{-1, 0, kMetadataKey, kMetadataType});
-  model.next.keyed_data = std::max(model.next.keyed_data, kMetadataKey + 1);
-  model.dirty = true;
 }
 
 }  // namespace QX::Store

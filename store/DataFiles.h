@@ -30,7 +30,4 @@ bool ReadAt(File* file, int64_t position, uint64_t size, std::vector<uint8_t>& o
 void WriteGroupBlock(ModelImpl& model, GroupEntry& group, std::span<InstanceInc const> instances,
                      std::span<GroupInc const> groups);
 
-// Adds the model's metadata block, keyed data 1, empty, if it is missing.
-void EnsureMetadataBlock(ModelImpl& model);
-
 }  // namespace QX::Store

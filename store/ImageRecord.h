@@ -1,6 +1,7 @@
 #pragma once
 // An image as the model keeps it in memory: where its stored bytes lie in
 // _images.qxi, its content hash, and the table of contents of its stream form.
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

@@ -78,10 +78,10 @@ ImageKey InsertImage(ModelImpl& model, ImageInput const& input) {
     record.content_hash = hash;
     candidates.push_back(record.key);
   }
-  ++model.next.image;
-  model.images.Insert(record.key, std::move(record));
+  ImageKey const key = model.next.image++;
+  model.images.Insert(key, std::move(record));
   model.dirty = true;
-  return model.next.image - 1;
+  return key;
 }
 
 ImageKey InsertRawImage(ModelImpl& model, uint32_t width, uint32_t height, void const* pixels,
