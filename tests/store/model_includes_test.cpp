@@ -1,0 +1,156 @@
+// Includes: of a model in itself, of other models with what is recorded of
+// them, the unit scale, finding an included model again by its stored path,
+// and instance overrides kept through the digest.
+#include <filesystem>
+
+#include "geometry/bounding/BoundingTree.h"
+#include "geometry/bounding/BoundingTreeFile.h"
+#include "store/CacheImpl.h"
+#include "store/ModelIncludes.h"
+#include "tests/store/StoreFixture.h"
+
+namespace qx_store_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::unique_ptr<BoundingTree> OneItemTree() {
+  return MakeBoundingTree({BoundingItem{1, 4, BoundingBox{-1, -2, -3, 4, 5, 6}}}, {1, nullptr});
+}
+
+class IncludeTest : public StoreTest {
+ protected:
+  // Writes a tree file into the model directory `name`; returns its root box.
+  BoundingBox WriteTreeFile(std::string const& name) {
+    auto tree = OneItemTree();
+    std::vector<uint8_t> bytes;
+    WriteTree(*tree->root, bytes);
+    qx_test::WriteText(FileOf(name, kStreamBoundingName), std::string(bytes.begin(), bytes.end()));
+    return tree->root->bounds;
+  }
+};
+
+TEST_F(IncludeTest, SelfIncludeAttachesNothing) {
+  {
+    Model model = Open("m");
+    EXPECT_EQ(model.Include(model, 5), 1u);
+    EXPECT_TRUE(model.Impl().attached_models.empty());
+  }
+  Model model = Open("m", true);
+  ModelImpl const& m = model.Impl();
+  ASSERT_EQ(m.includes.size(), 1u);
+  EXPECT_EQ(m.includes.Find(1)->attached_id, 0u);
+  EXPECT_EQ(m.includes.Find(1)->matrix, 5u);
+  EXPECT_TRUE(m.attached_models.empty());
+}
+
+TEST_F(IncludeTest, OtherModelIsAttachedOnceWithItsPathScaleAndBounds) {
+  Model other = Open("other");
+  BoundingBox const root = WriteTreeFile("other");
+  Model model = Open("m");
+  EXPECT_EQ(model.Include(other, 0), 1u);
+  int const calls = files.calls;
+  EXPECT_EQ(model.Include(other, 3), 2u);
+  EXPECT_EQ(files.calls, calls);  // the second include doesn't look at files
+
+  ModelImpl const& m = model.Impl();
+  ModelId const id = other.Impl().id;
+  EXPECT_EQ(m.includes.Find(1)->attached_id, id);
+  EXPECT_EQ(m.includes.Find(2)->attached_id, id);
+  EXPECT_EQ(m.includes.Find(2)->matrix, 3u);
+  ASSERT_EQ(m.attached_models.size(), 1u);
+  AttachedModel const& attached = *m.attached_models.Find(id);
+  EXPECT_EQ(attached.id, id);
+  EXPECT_EQ(attached.path, "../other");
+  EXPECT_EQ(attached.unit_scale, 0.0);
+  EXPECT_TRUE(root.Valid());
+  EXPECT_EQ(attached.bounds, root);
+}
+
+TEST_F(IncludeTest, TreeInMemoryGivesTheBounds) {
+  Model other = Open("other");
+  other.Impl().bounding_tree = OneItemTree();
+  Model model = Open("m");
+  model.Include(other, 0);
+  EXPECT_EQ(model.Impl().attached_models.Find(other.Impl().id)->bounds,
+            other.Impl().bounding_tree->root->bounds);
+}
+
+TEST_F(IncludeTest, MissingOrDamagedTreeGivesAnEmptyBox) {
+  Model plain = Open("plain");
+  Model damaged = Open("damaged");
+  qx_test::WriteText(FileOf("damaged", kStreamBoundingName), std::string("o\0\0\0", 4));
+  Model model = Open("m");
+  model.Include(plain, 0);
+  model.Include(damaged, 0);
+  EXPECT_FALSE(model.Impl().attached_models.Find(plain.Impl().id)->bounds.Valid());
+  EXPECT_FALSE(model.Impl().attached_models.Find(damaged.Impl().id)->bounds.Valid());
+  EXPECT_FALSE(fs::exists(FileOf("plain", kStreamBoundingName)));
+}
+
+TEST_F(IncludeTest, RefusedIncludeTakesNoKey) {
+  Model other = Open("other");
+  {
+    Model model = Open("m");
+    EXPECT_EQ(ThrownText([&] { model.Include(Model(), 0); }), "Used an invalid Model");
+    EXPECT_EQ(ThrownText([&] { Model().Include(model, 0); }), "Used an invalid Model");
+    EXPECT_EQ(model.Impl().next.include, 1u);
+  }
+  Model model = Open("m", true);
+  EXPECT_EQ(ThrownText([&] { model.Include(other, 0); }), "Attempted to modify a read only model.");
+  EXPECT_EQ(model.Impl().next.include, 1u);
+  EXPECT_TRUE(model.Impl().attached_models.empty());
+}
+
+// The metadata block of a model made here is empty; a block that can't be
+// parsed counts as an unknown unit too. The first answer is kept.
+TEST_F(IncludeTest, UnitScaleOfUnparsedMetadataIsZero) {
+  Model model = Open("m");
+  std::vector<uint8_t> buffer = {1, 2, 3};
+  EXPECT_EQ(model.Impl().UnitScale(buffer), 0.0);
+  EXPECT_TRUE(buffer.empty());
+  uint8_t const block[4] = {0, 0, 0x80, 0x40};
+  model.Impl().SetKeyedData(kMetadataKey, sizeof block, block);
+  model.Impl().unit_scale = -1;
+  EXPECT_EQ(model.Impl().UnitScale(buffer), 0.0);
+  EXPECT_EQ(model.Impl().unit_scale, 0.0);
+}
+
+TEST_F(IncludeTest, AttachedModelIsFoundByItsPath) {
+  Model other = Open("other");
+  Model model = Open("m");
+  model.Include(other, 0);
+  ModelImpl& m = model.Impl();
+  ModelId const id = other.Impl().id;
+  AttachedModel const& attached = *m.attached_models.Find(id);
+  ResolvedAttachments resolved;
+  EXPECT_EQ(ResolveAttached(m, id, attached.path, resolved), id);
+  EXPECT_EQ(resolved.at(id), m.cache->Key(dir.Path() / "other"));
+  // What an attached id resolved to is remembered for the attach.
+  EXPECT_EQ(ResolveAttached(m, id, "../gone", resolved), id);
+
+  ResolvedAttachments fresh;
+  EXPECT_EQ(ResolveAttached(m, id, "../gone", fresh), kNoModel);
+  EXPECT_EQ(fresh.at(id), "");
+}
+
+TEST_F(IncludeTest, OverridesSurviveTheDigest) {
+  InstanceOverride const value{{1, kNoKey, 0}, {2, 0, 3}, 4, 5, 0x900};
+  {
+    Model model = Open("m");
+    model.Include(model, 0);
+    model.Impl().instance_overrides.Insert(InstanceInc{1, 7}, value);
+    model.Impl().dirty = true;
+  }
+  Model model = Open("m", true);
+  InstanceOverride const* read = model.Impl().instance_overrides.Find(InstanceInc{1, 7});
+  ASSERT_NE(read, nullptr);
+  EXPECT_EQ(read->materials, value.materials);
+  EXPECT_EQ(read->material_maps, value.material_maps);
+  EXPECT_EQ(read->clip, value.clip);
+  EXPECT_EQ(read->flags, value.flags);
+  EXPECT_EQ(read->modifiers, value.modifiers);
+}
+
+}  // namespace
+}  // namespace qx_store_test
