@@ -25,7 +25,7 @@ bool PagedFile::Prefetch(int64_t offset, uint64_t size) {
   for (uint64_t index = first; index <= last; ++index) {
     Page& page = pages_[index];
     page.stamp = access_counter_;
-    if (!page.bytes.empty()) continue;
+    if (page.bytes) continue;
     if (!file && !(file = OpenFile())) return false;
     if (!LoadPage(*file, index)) return false;
   }
@@ -42,8 +42,8 @@ void PagedFile::Read(int64_t offset, uint64_t size, uint8_t* out) const {
     Page const& page = pages_[index];
     assert(page.stamp == access_counter_ && "read of a range that the last Prefetch didn't cover");
     uint64_t const n = std::min<uint64_t>(size, kPageSize - within);
-    assert(within + n <= page.bytes.size() && "read past the resident bytes");
-    std::memcpy(out, page.bytes.data() + within, n);
+    assert(page.bytes && within + n <= page.length && "read past the resident bytes");
+    std::memcpy(out, page.bytes.get() + within, n);
     out += n;
     position += n;
     size -= n;
@@ -52,13 +52,14 @@ void PagedFile::Read(int64_t offset, uint64_t size, uint8_t* out) const {
 
 void PagedFile::DropPages() {
   if (resident_ == 0) return;
-  for (Page& page : pages_) ReleasePage(page);
+  for (Page& page : pages_) ReleasePage(page, true);
+  spare_.clear();
 }
 
 // Takes the file's present size. The old last page may have been partial
 // while the file grew, so it is read again on its next use.
 bool PagedFile::RefreshSize() {
-  if (!pages_.empty() && pages_.back().bytes.size() < kPageSize) ReleasePage(pages_.back());
+  if (!pages_.empty() && pages_.back().length < kPageSize) ReleasePage(pages_.back());
   File* file = OpenFile();
   if (!file) return false;
   int64_t const size = file->Size();
@@ -78,20 +79,29 @@ bool PagedFile::LoadPage(File& file, uint64_t index) {
     page.stamp = 0;
     return false;
   }
-  page.bytes.resize(length);
-  if (file.Read(page.bytes.data(), length) != length) {
-    // A partial page must not pass for a resident one.
-    page.bytes = {};
-    page.stamp = 0;
-    return false;
+  if (spare_.empty()) {
+    page.bytes.reset(new uint8_t[kPageSize]);
+  } else {
+    page.bytes = std::move(spare_.back());
+    spare_.pop_back();
   }
   ++resident_;
+  page.length = length;
+  if (file.Read(page.bytes.get(), length) != length) {
+    // A partial page must not pass for a resident one.
+    ReleasePage(page);
+    return false;
+  }
   return true;
 }
 
-void PagedFile::ReleasePage(Page& page) {
-  if (!page.bytes.empty()) --resident_;
-  page.bytes = {};
+void PagedFile::ReleasePage(Page& page, bool free_buffer) {
+  if (page.bytes) {
+    --resident_;
+    if (!free_buffer && spare_.size() < kMaxResident) spare_.push_back(std::move(page.bytes));
+  }
+  page.bytes.reset();
+  page.length = 0;
   page.stamp = 0;
 }
 
@@ -101,7 +111,7 @@ void PagedFile::Evict() {
   candidates_.clear();
   for (uint64_t index = 0; index < pages_.size(); ++index) {
     Page const& page = pages_[index];
-    if (!page.bytes.empty() && page.stamp != access_counter_) candidates_.emplace_back(page.stamp, index);
+    if (page.bytes && page.stamp != access_counter_) candidates_.emplace_back(page.stamp, index);
   }
   std::sort(candidates_.begin(), candidates_.end());
   for (auto const& [stamp, index] : candidates_) {

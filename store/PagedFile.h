@@ -3,6 +3,7 @@
 // records in priority order, not file order; pages keep nearby records cheap.
 // At most 256 pages stay resident, except while one request needs more.
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -46,12 +47,14 @@ class PagedFile {
  private:
   struct Page {
     uint64_t stamp = 0;  // access count of the last request that used it; 0 if empty
-    std::vector<uint8_t> bytes;
+    std::unique_ptr<uint8_t[]> bytes;  // kPageSize bytes, or null while empty
+    uint64_t length = 0;               // bytes of the file in this page
   };
 
   bool RefreshSize();
   bool LoadPage(File& file, uint64_t index);
-  void ReleasePage(Page& page);
+  // Empties the page; its buffer is kept for reuse unless `free_buffer`.
+  void ReleasePage(Page& page, bool free_buffer = false);
   void Evict();
 
   int64_t size_ = 0;
@@ -60,6 +63,9 @@ class PagedFile {
   uint64_t access_counter_ = 0;
   // Eviction candidates as (stamp, page index); kept to avoid reallocating.
   std::vector<std::pair<uint64_t, uint64_t>> candidates_;
+  // Buffers of evicted pages, reused by the next loads instead of fresh
+  // allocations (which cost page faults on every load).
+  std::vector<std::unique_ptr<uint8_t[]>> spare_;
 };
 
 }  // namespace QX::Store
