@@ -9,16 +9,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-TEST(DataBlocksTest, ImageHeadRoundTrip) {
-  auto const head = EncodeImageHead(0x0201, 3, kImageFilePng);
-  EXPECT_EQ(Bytes(head.begin(), head.end()), (Bytes{1, 2, 0, 0, 3, 0, 0, 0, 5, 0, 0, 0}));
-  ImagePixels pixels;
-  DecodeImageHead(head.data(), pixels);
-  EXPECT_EQ(pixels.width, 0x0201u);
-  EXPECT_EQ(pixels.height, 3u);
-  EXPECT_EQ(pixels.format, kImageFilePng);
-}
-
 TEST(DataBlocksTest, ImageByteCountByFormat) {
   EXPECT_EQ(ImageByteCount(5, 3, kImageRGBA), 60u);
   EXPECT_EQ(ImageByteCount(5, 3, kImageRGB), 45u);
@@ -42,12 +32,6 @@ TEST(DataBlocksTest, GroupBlockSortsInstancesAndKeepsGroupOrder) {
 
   std::vector<uint32_t> const words = GroupWordsFromBlock(block);
   EXPECT_EQ(words, (std::vector<uint32_t>{12, 2, 1, 9, 2, 5, 3, 3, 1, 1, 1, 3, 1}));
-}
-
-TEST(DataBlocksTest, EmptyGroupBlock) {
-  Bytes const block = EncodeGroupBlock({}, {});
-  EXPECT_EQ(block, Bytes(8, 0));
-  EXPECT_EQ(GroupWordsFromBlock(block), (std::vector<uint32_t>{2, 0, 0}));
 }
 
 }  // namespace

@@ -23,14 +23,6 @@ class ModelDataFileTest : public DataFilesTest {
   }
 };
 
-TEST_F(ModelDataFileTest, MetadataBlockIsMadeAtOpen) {
-  KeyedData const& metadata = Entry(kMetadataKey);
-  EXPECT_EQ(metadata.type, kMetadataType);
-  EXPECT_EQ(metadata.size, 0u);
-  EXPECT_EQ(metadata.position, -1);
-  EXPECT_EQ(model.InsertKeyedData(0, nullptr, 0), 2u);
-}
-
 TEST_F(ModelDataFileTest, EmptyBlocksHaveNoBytes) {
   DataKey const key = model.InsertKeyedData(0, nullptr, 7);
   EXPECT_EQ(Entry(key).position, -1);
