@@ -1,0 +1,64 @@
+// The summary of a model: counts and key ranges per kind, file sizes, and
+// the problems found: unknown keys referenced and blocks missing from files.
+#include <filesystem>
+
+#include "store/ModelSummary.h"
+#include "tests/store/StoreFixture.h"
+
+namespace qx_store_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using ModelSummaryTest = StoreTest;
+
+ModelSummary::Kind const& KindNamed(ModelSummary const& summary, std::string const& name) {
+  for (ModelSummary::Kind const& kind : summary.kinds)
+    if (kind.name == name) return kind;
+  throw std::runtime_error("no kind " + name);
+}
+
+TEST_F(ModelSummaryTest, SoundModelHasNoProblems) {
+  Model model = Open("m");
+  model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
+  model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
+  ModelSummary const summary = SummarizeModel(model.Impl());
+  ModelSummary::Kind const& instances = KindNamed(summary, "instances");
+  EXPECT_EQ(instances.count, 2u);
+  EXPECT_EQ(instances.first, 1u);
+  EXPECT_EQ(instances.last, 2u);
+  EXPECT_FALSE(KindNamed(summary, "groups").ranged);
+  EXPECT_TRUE(summary.problems.empty());
+  std::string const text = FormatModelSummary(summary);
+  EXPECT_NE(text.find("\n  instances               2  keys 1..2\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n  _stream_bounding.qxd     missing\n"), std::string::npos) << text;
+  EXPECT_TRUE(text.ends_with("Problems:\n  none\n")) << text;
+}
+
+TEST_F(ModelSummaryTest, ReportsUnknownKeysAndMissingBlocks) {
+  uint8_t const bytes[3] = {1, 2, 3};
+  {
+    Model model = Open("m");
+    model.InsertInstance(0, 12345, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
+    model.InsertKeyedData(sizeof bytes, bytes, 7);
+    model.InsertGroup({{0, 1}}, {});
+    model.Impl().instance_overrides.Insert(InstanceInc{4, 1}, InstanceOverride{});
+  }
+  fs::resize_file(FileOf("m", kDataName), 0);
+  Model model = Open("m", true);
+  ModelSummary const summary = SummarizeModel(model.Impl());
+  EXPECT_EQ(summary.problems, (std::vector<std::string>{
+                                  "Instance 1: unknown MatrixKey 12345",
+                                  "Override of instance 1: unknown IncludeKey 4",
+                                  "Group 1: bytes not in _data.qxi",
+                                  "Keyed data 2: bytes not in _data.qxi",
+                              }));
+  EXPECT_EQ(summary.files[3].name, kDataName);
+  EXPECT_EQ(summary.files[3].size, 0);
+  EXPECT_GT(summary.files[0].size, 0);
+  std::string const text = FormatModelSummary(summary);
+  EXPECT_NE(text.find("Problems:\n  Instance 1: unknown MatrixKey 12345\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace qx_store_test
