@@ -2,26 +2,59 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "files/FileSystem.h"
+#include "store/Cache.h"
+#include "store/Logger.h"
+#include "store/Model.h"
+#include "store/ModelSummary.h"
 #include "stream/StreamInspector.h"
 
 namespace qx_tool {
+namespace {
+
+// A stream file: what its records hold.
+void InspectStream(std::string const& path) {
+  auto const summary = QX::Store::SummarizeStreamFile(QX::Store::DefaultFiles(), path);
+  if (!summary) {
+    std::fprintf(stderr, "qx inspect: can't read %s\n", path.c_str());
+    throw CLI::RuntimeError(1);
+  }
+  std::fputs(QX::Store::FormatSummary(*summary).c_str(), stdout);
+  if (!summary->error.empty()) throw CLI::RuntimeError(2);
+}
+
+// A model directory, opened read-only: its objects, files and problems.
+void InspectModel(std::string const& path) {
+  QX::Store::Cache cache = QX::Store::Cache::Open(nullptr);
+  QX::Store::ModelSummary summary;
+  try {
+    QX::Store::Model model = cache.OpenModel(path.c_str(), true);
+    summary = QX::Store::SummarizeModel(model.Impl());
+  } catch (QX::Store::Exception const& failure) {
+    std::fprintf(stderr, "qx inspect: %s\n", failure.what());
+    throw CLI::RuntimeError(1);
+  }
+  std::fputs(QX::Store::FormatModelSummary(summary).c_str(), stdout);
+  if (!summary.problems.empty()) throw CLI::RuntimeError(2);
+}
+
+}  // namespace
 
 void AddInspectCommand(CLI::App& app) {
-  CLI::App* command = app.add_subcommand("inspect", "Summarise a stream file (.qxs)");
+  CLI::App* command =
+      app.add_subcommand("inspect", "Summarise a stream file (.qxs) or a model directory");
   auto path = std::make_shared<std::string>();
-  command->add_option("file", *path, "the stream file")->required();
+  command->add_option("path", *path, "the stream file or model directory")->required();
   command->callback([path] {
-    auto const summary = QX::Store::SummarizeStreamFile(QX::Store::DefaultFiles(), *path);
-    if (!summary) {
-      std::fprintf(stderr, "qx inspect: can't read %s\n", path->c_str());
-      throw CLI::RuntimeError(1);
+    if (std::filesystem::is_directory(*path)) {
+      InspectModel(*path);
+    } else {
+      InspectStream(*path);
     }
-    std::fputs(QX::Store::FormatSummary(*summary).c_str(), stdout);
-    if (!summary->error.empty()) throw CLI::RuntimeError(2);
   });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
-// `qx inspect FILE`: a summary of what a stream file (.qxs) holds.
+// `qx inspect PATH`: a summary of what a stream file (.qxs) or a model
+// directory holds.
 namespace CLI {
 class App;
 }
