@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "store/ImageRecord.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 
 namespace QX::Store {
 
@@ -18,9 +18,9 @@ std::vector<uint8_t> EncodeImageHead(uint32_t width, uint32_t height, uint32_t f
 }
 
 void DecodeImageHead(uint8_t const* head, ImagePixels& out) {
-  out.width = LoadU32(head);
-  out.height = LoadU32(head + 4);
-  out.format = LoadU32(head + 8);
+  out.width = GetU32(head);
+  out.height = GetU32(head + 4);
+  out.format = GetU32(head + 8);
 }
 
 uint32_t ImageByteCount(uint32_t width, uint32_t height, uint32_t format) {
@@ -67,7 +67,7 @@ std::vector<uint8_t> EncodeGroupBlock(std::span<InstanceInc const> instances,
 std::vector<uint32_t> GroupWordsFromBlock(std::span<uint8_t const> block) {
   std::vector<uint32_t> words(block.size() / 4 + 1);
   words[0] = static_cast<uint32_t>(block.size() / 4);
-  for (size_t i = 1; i < words.size(); ++i) words[i] = LoadU32(block.data() + 4 * (i - 1));
+  for (size_t i = 1; i < words.size(); ++i) words[i] = GetU32(block.data() + 4 * (i - 1));
   return words;
 }
 

@@ -6,7 +6,7 @@
 
 #include "files/File.h"
 #include "files/FileSystem.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 #include "store/DigestFormat.h"
 #include "store/FileErrors.h"
 #include "store/ModelImpl.h"
@@ -24,12 +24,12 @@ void Raise(uint32_t& counter, uint32_t key) {
 }
 
 BoundingBox LoadBox(uint8_t const* p) {
-  return BoundingBox{LoadF32(p),      LoadF32(p + 4),  LoadF32(p + 8),
-                     LoadF32(p + 12), LoadF32(p + 16), LoadF32(p + 20)};
+  return BoundingBox{GetF32(p),      GetF32(p + 4),  GetF32(p + 8),
+                     GetF32(p + 12), GetF32(p + 16), GetF32(p + 20)};
 }
 
 RGBAColor LoadColor(uint8_t const* p) {
-  return RGBAColor{LoadF32(p), LoadF32(p + 4), LoadF32(p + 8), LoadF32(p + 12)};
+  return RGBAColor{GetF32(p), GetF32(p + 4), GetF32(p + 8), GetF32(p + 12)};
 }
 
 // Size of the part of a record that tells its whole size; 0 for an unknown tag.
@@ -51,7 +51,7 @@ uint32_t FixedHead(uint32_t tag) {
 
 // Whole size of a record from its fixed head.
 uint64_t RecordSize(uint32_t tag, uint8_t const* p) {
-  auto word = [p](int offset) { return uint64_t{LoadU32(p + offset)}; };
+  auto word = [p](int offset) { return uint64_t{GetU32(p + offset)}; };
   switch (tag) {
     case kBackground: return 24 + 4 * word(20);
     case kMaterialMap: return 16 + 4 * word(12);
@@ -144,7 +144,7 @@ void DigestParser::Run() {
       return;
     }
     uint8_t const* p = buffer_.data() + cursor_;
-    uint32_t const tag = LoadU32(p);
+    uint32_t const tag = GetU32(p);
     uint32_t const head = FixedHead(tag);
     if (head == 0) ThrowUnexpectedCode(model_.logger, file_.Path());
     Ensure(head);
@@ -181,8 +181,8 @@ void DigestParser::Parse(uint32_t tag, uint8_t const* p, uint64_t size) {
 }
 
 void DigestParser::ParseView(uint8_t const* p) {
-  ViewKey const key = LoadU32(p + 4);
-  uint32_t const kind = LoadU32(p + 8);
+  ViewKey const key = GetU32(p + 4);
+  uint32_t const kind = GetU32(p + 8);
   Raise(model_.next.view, key);
   if (kind == 1) {
     if (model_.views.Contains(key)) Corrupt();
@@ -196,38 +196,38 @@ void DigestParser::ParseView(uint8_t const* p) {
 }
 
 void DigestParser::ParseCamera(uint8_t const* p) {
-  View* view = model_.views.Find(LoadU32(p + 4));
+  View* view = model_.views.Find(GetU32(p + 4));
   if (!view) Corrupt();
-  view->projection = LoadU32(p + 8);
+  view->projection = GetU32(p + 8);
   for (int i = 0; i < 3; ++i) {
-    view->position[i] = LoadF64(p + 16 + 8 * i);
-    view->target[i] = LoadF64(p + 40 + 8 * i);
-    view->up[i] = LoadF64(p + 64 + 8 * i);
+    view->position[i] = GetF64(p + 16 + 8 * i);
+    view->target[i] = GetF64(p + 40 + 8 * i);
+    view->up[i] = GetF64(p + 64 + 8 * i);
   }
-  view->width = LoadF64(p + 88);
-  view->height = LoadF64(p + 96);
+  view->width = GetF64(p + 88);
+  view->height = GetF64(p + 96);
 }
 
 void DigestParser::ParseBackground(uint8_t const* p) {
-  View* view = model_.views.Find(LoadU32(p + 4));
+  View* view = model_.views.Find(GetU32(p + 4));
   if (!view) Corrupt();
-  for (int i = 0; i < 3; ++i) view->background[i] = LoadF32(p + 8 + 4 * i);
-  uint32_t const n = LoadU32(p + 20);
+  for (int i = 0; i < 3; ++i) view->background[i] = GetF32(p + 8 + 4 * i);
+  uint32_t const n = GetU32(p + 20);
   view->background_images.resize(n);
-  for (uint32_t i = 0; i < n; ++i) view->background_images[i] = LoadU32(p + 24 + 4 * i);
+  for (uint32_t i = 0; i < n; ++i) view->background_images[i] = GetU32(p + 24 + 4 * i);
 }
 
 void DigestParser::ParseMaterialMap(uint8_t const* p) {
-  MaterialMapKey const key = LoadU32(p + 4);
-  bool const colors = LoadU32(p + 8) == 1;
-  uint32_t const n = LoadU32(p + 12);
+  MaterialMapKey const key = GetU32(p + 4);
+  bool const colors = GetU32(p + 8) == 1;
+  uint32_t const n = GetU32(p + 12);
   MaterialMap map;
   if (colors) {
     map.colors.resize(n);
-    for (uint32_t i = 0; i < n; ++i) map.colors[i] = LoadF32(p + 16 + 4 * i);
+    for (uint32_t i = 0; i < n; ++i) map.colors[i] = GetF32(p + 16 + 4 * i);
   } else {
     map.keys.resize(n);
-    for (uint32_t i = 0; i < n; ++i) map.keys[i] = LoadU32(p + 16 + 4 * i);
+    for (uint32_t i = 0; i < n; ++i) map.keys[i] = GetU32(p + 16 + 4 * i);
   }
   model_.material_maps.Insert(key, std::move(map));
   Raise(model_.next.material_map, key);
@@ -235,39 +235,39 @@ void DigestParser::ParseMaterialMap(uint8_t const* p) {
 
 void DigestParser::ParsePolyPolygon(uint8_t const* p) {
   PolyPolygon polygon;
-  polygon.key = LoadU32(p + 4);
-  uint32_t const loops = LoadU32(p + 8);
-  uint32_t const points = LoadU32(p + 12);
+  polygon.key = GetU32(p + 4);
+  uint32_t const loops = GetU32(p + 8);
+  uint32_t const points = GetU32(p + 12);
   polygon.lengths.resize(loops);
   uint64_t total = 0;
-  for (uint32_t i = 0; i < loops; ++i) total += polygon.lengths[i] = LoadU32(p + 16 + 4 * i);
+  for (uint32_t i = 0; i < loops; ++i) total += polygon.lengths[i] = GetU32(p + 16 + 4 * i);
   if (total != points) Corrupt();
   uint8_t const* q = p + 16 + 4 * uint64_t{loops};
   polygon.points.resize(points);
   for (uint32_t i = 0; i < points; ++i, q += 12)
-    polygon.points[i] = Point{LoadF32(q), LoadF32(q + 4), LoadF32(q + 8)};
+    polygon.points[i] = Point{GetF32(q), GetF32(q + 4), GetF32(q + 8)};
   Raise(model_.next.poly_polygon, polygon.key);
   model_.poly_polygons.Insert(polygon.key, std::move(polygon));
 }
 
 void DigestParser::ParseClipRegion(uint8_t const* p, uint64_t size) {
   ClipRegion region;
-  region.key = LoadU32(p + 4);
-  uint32_t const loops = LoadU32(p + 12);
+  region.key = GetU32(p + 4);
+  uint32_t const loops = GetU32(p + 12);
   if (uint64_t{loops} * 12 > size - 16) Corrupt();
   region.loops.resize(loops);
   uint64_t at = 16;
   for (ClipLoop& loop : region.loops) {
     if (size - at < 12) Corrupt();
-    uint32_t const n = LoadU32(p + at);
-    loop.matrix = LoadU32(p + at + 4);
-    uint32_t const bits = LoadU32(p + at + 8);
+    uint32_t const n = GetU32(p + at);
+    loop.matrix = GetU32(p + at + 4);
+    uint32_t const bits = GetU32(p + at + 8);
     loop.first_flag = bits & 1;
     loop.second_flag = (bits >> 1) & 1;
     at += 12;
     if ((size - at) / 4 < n) Corrupt();
     loop.polygons.resize(n);
-    for (uint32_t i = 0; i < n; ++i, at += 4) loop.polygons[i] = LoadU32(p + at);
+    for (uint32_t i = 0; i < n; ++i, at += 4) loop.polygons[i] = GetU32(p + at);
   }
   if (at != size) Corrupt();
   Raise(model_.next.clip_region, region.key);
@@ -275,21 +275,21 @@ void DigestParser::ParseClipRegion(uint8_t const* p, uint64_t size) {
 }
 
 void DigestParser::ParseMaterial(uint8_t const* p, bool with_line_pattern) {
-  MaterialKey const key = LoadU32(p + 4);
+  MaterialKey const key = GetU32(p + 4);
   MaterialRecord record;
   record.color = LoadColor(p + 8);
-  record.mirror = LoadF32(p + 24);
-  record.specular = LoadF32(p + 28);
-  record.gloss = LoadF32(p + 32);
-  uint32_t const environment = LoadU32(p + 36);
-  uint32_t const textures = LoadU32(p + 40);
-  record.line_pattern = with_line_pattern ? LoadU32(p + 44) : kNoKey;
+  record.mirror = GetF32(p + 24);
+  record.specular = GetF32(p + 28);
+  record.gloss = GetF32(p + 32);
+  uint32_t const environment = GetU32(p + 36);
+  uint32_t const textures = GetU32(p + 40);
+  record.line_pattern = with_line_pattern ? GetU32(p + 44) : kNoKey;
   uint8_t const* q = p + (with_line_pattern ? 48 : 44);
   record.environment.resize(environment);
-  for (uint32_t i = 0; i < environment; ++i, q += 4) record.environment[i] = LoadU32(q);
+  for (uint32_t i = 0; i < environment; ++i, q += 4) record.environment[i] = GetU32(q);
   record.textures.resize(textures);
   for (uint32_t i = 0; i < textures; ++i, q += 12)
-    record.textures[i] = TextureRef{LoadU32(q), LoadU32(q + 4), LoadU32(q + 8)};
+    record.textures[i] = TextureRef{GetU32(q), GetU32(q + 4), GetU32(q + 8)};
   model_.material_records.push_back(std::move(record));
   model_.materials.Insert(
       key, MaterialEntry{uint32_t(model_.material_records.size() - 1), MaterialKind::Material});
@@ -297,7 +297,7 @@ void DigestParser::ParseMaterial(uint8_t const* p, bool with_line_pattern) {
 }
 
 void DigestParser::ParseFullMaterial(uint8_t const* p) {
-  MaterialKey const key = LoadU32(p + 4);
+  MaterialKey const key = GetU32(p + 4);
   FullMaterial& full = model_.full_materials.emplace_back();
   std::copy(p + 8, p + kFullMaterialSize, full.begin());
   model_.materials.Insert(
@@ -308,11 +308,11 @@ void DigestParser::ParseFullMaterial(uint8_t const* p) {
 // The older full material lacks 16 bytes at offset 108: 12 zero bytes and a
 // float of 1.
 void DigestParser::ParseFullMaterialOld(uint8_t const* p) {
-  MaterialKey const key = LoadU32(p + 4);
+  MaterialKey const key = GetU32(p + 4);
   FullMaterial& full = model_.full_materials.emplace_back();
   full.fill(0);
   std::copy(p + 8, p + 108, full.begin());
-  StoreU32(full.data() + 112, std::bit_cast<uint32_t>(1.0f));
+  SetU32(full.data() + 112, std::bit_cast<uint32_t>(1.0f));
   std::copy(p + 108, p + kFullMaterialOldSize, full.begin() + 116);
   model_.materials.Insert(
       key, MaterialEntry{uint32_t(model_.full_materials.size() - 1), MaterialKind::Full});
@@ -320,51 +320,51 @@ void DigestParser::ParseFullMaterialOld(uint8_t const* p) {
 }
 
 void DigestParser::ParseLinePattern(uint8_t const* p) {
-  LinePatternKey const key = LoadU32(p + 4);
+  LinePatternKey const key = GetU32(p + 4);
   LinePattern& pattern = model_.line_pattern_records.emplace_back();
   std::copy(p + 8, p + 16, pattern.value.begin());
-  uint32_t const n = LoadU32(p + 16);
+  uint32_t const n = GetU32(p + 16);
   pattern.bytes.assign(p + 24, p + 24 + n);
   model_.line_patterns.Insert(key, uint32_t(model_.line_pattern_records.size() - 1));
   Raise(model_.next.line_pattern, key);
 }
 
 void DigestParser::ParseMeshList(uint8_t const* p) {
-  MeshKey const key = LoadU32(p + 4);
-  uint32_t const n = LoadU32(p + 8);
+  MeshKey const key = GetU32(p + 4);
+  uint32_t const n = GetU32(p + 8);
   std::vector<MeshKey>& list = model_.mesh_lists.emplace_back(n);
-  for (uint32_t i = 0; i < n; ++i) list[i] = LoadU32(p + 16 + 4 * i);
+  for (uint32_t i = 0; i < n; ++i) list[i] = GetU32(p + 16 + 4 * i);
   model_.meshes.Insert(key, MeshEntry{uint32_t(model_.mesh_lists.size() - 1), MeshKind::List});
   Raise(model_.next.mesh, key);
 }
 
 void DigestParser::ParseAttachedModel(uint8_t const* p) {
-  uint32_t const n = LoadU32(p + 16);
+  uint32_t const n = GetU32(p + 16);
   if (n == 0) Corrupt();
   AttachedModel attached;
-  attached.id = LoadU32(p + 4);
-  attached.unit_scale = LoadF64(p + 8);
+  attached.id = GetU32(p + 4);
+  attached.unit_scale = GetF64(p + 8);
   attached.bounds = LoadBox(p + 20);
   attached.path.assign(reinterpret_cast<char const*>(p + 48), n);
   model_.attached_models.Insert(attached.id, std::move(attached));
 }
 
 void DigestParser::ParseAttachedModelOld(uint8_t const* p) {
-  uint32_t const n = LoadU32(p + 8);
+  uint32_t const n = GetU32(p + 8);
   if (n == 0) Corrupt();
   AttachedModel attached;
-  attached.id = LoadU32(p + 4);
+  attached.id = GetU32(p + 4);
   attached.path.assign(reinterpret_cast<char const*>(p + 12), n);
   model_.attached_models.Insert(attached.id, std::move(attached));
 }
 
 void DigestParser::ParseExtension(uint8_t const* p) {
-  Instance* instance = model_.instances.Find(LoadU32(p + 4));
+  Instance* instance = model_.instances.Find(GetU32(p + 4));
   if (!instance) Corrupt();
   if (!instance->extension) ++model_.instance_extension_count;
   auto extension = std::make_unique<InstanceExtension>();
-  for (int i = 0; i < 4; ++i) extension->data.values[i] = LoadF32(p + 8 + 4 * i);
-  extension->data.word = LoadU32(p + 24);
+  for (int i = 0; i < 4; ++i) extension->data.values[i] = GetF32(p + 8 + 4 * i);
+  extension->data.word = GetU32(p + 24);
   instance->extension = std::move(extension);
 }
 
@@ -380,9 +380,9 @@ void DigestParser::Reserve(Table& table, uint32_t total, uint32_t entry_size) {
 // unit as they arrive instead of being gathered in the buffer first.
 void DigestParser::ParseTable() {
   uint8_t const* p = buffer_.data() + cursor_;
-  uint32_t const total = LoadU32(p + 4);
-  uint32_t const tag = LoadU32(p + 8);
-  uint32_t const count = LoadU32(p + 12);
+  uint32_t const total = GetU32(p + 4);
+  uint32_t const tag = GetU32(p + 8);
+  uint32_t const count = GetU32(p + 12);
   uint32_t const entry_size = EntrySize(tag);
   cursor_ += kTableHeadSize;
   if (entry_size == 0) return;
@@ -413,14 +413,14 @@ void DigestParser::ParseTable() {
 }
 
 void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
-  uint32_t const key = LoadU32(p + 4);
+  uint32_t const key = GetU32(p + 4);
   switch (tag) {
     case kImageEntry: {
       ImageRecord image;
-      image.content_hash = LoadU64(p + 8);
-      image.duplicate_of = LoadU32(p + 16);
-      image.format = LoadU32(p + 20);
-      image.stored_offset = LoadI64(p + 24);
+      image.content_hash = GetU64(p + 8);
+      image.duplicate_of = GetU32(p + 16);
+      image.format = GetU32(p + 20);
+      image.stored_offset = GetI64(p + 24);
       image.key = key;
       model_.images.Insert(key, std::move(image));
       Raise(model_.next.image, key);
@@ -428,8 +428,8 @@ void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
     }
     case kGroupEntry: {
       GroupEntry group;
-      group.size = LoadU32(p + 8);
-      group.position = LoadI64(p + 16);
+      group.size = GetU32(p + 8);
+      group.position = GetI64(p + 16);
       group.key = key;
       model_.groups.Insert(key, std::move(group));
       Raise(model_.next.group, key);
@@ -438,17 +438,17 @@ void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
     case kInstanceEntry: {
       Instance instance;
       instance.key = key;
-      instance.mesh = LoadU32(p + 8);
-      instance.matrix = LoadU32(p + 12);
-      instance.face_material = LoadU32(p + 16);
-      instance.line_material = LoadU32(p + 20);
-      instance.point_material = LoadU32(p + 24);
-      instance.face_material_map = LoadU32(p + 28);
-      instance.line_material_map = LoadU32(p + 32);
-      instance.point_material_map = LoadU32(p + 36);
-      instance.clip = LoadU32(p + 40);
-      instance.flags = LoadU32(p + 44);
-      instance.modifiers = LoadU32(p + 48);
+      instance.mesh = GetU32(p + 8);
+      instance.matrix = GetU32(p + 12);
+      instance.face_material = GetU32(p + 16);
+      instance.line_material = GetU32(p + 20);
+      instance.point_material = GetU32(p + 24);
+      instance.face_material_map = GetU32(p + 28);
+      instance.line_material_map = GetU32(p + 32);
+      instance.point_material_map = GetU32(p + 36);
+      instance.clip = GetU32(p + 40);
+      instance.flags = GetU32(p + 44);
+      instance.modifiers = GetU32(p + 48);
       model_.instances.Insert(key, std::move(instance));
       Raise(model_.next.instance, key);
       break;
@@ -456,17 +456,17 @@ void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
     case kMeshEntry: {
       MeshRecord& record = model_.mesh_records.emplace_back();
       record.key = key;
-      record.stored_offset = LoadI64(p + 8);
-      record.content_hash = LoadU64(p + 16);
-      record.duplicate_of = LoadU32(p + 24);
-      record.duplicate_matrix = LoadU32(p + 28);
-      record.face_material = LoadU32(p + 32);
-      record.line_material = LoadU32(p + 36);
-      record.point_material = LoadU32(p + 40);
-      record.face_material_map = LoadU32(p + 44);
-      record.line_material_map = LoadU32(p + 48);
-      record.point_material_map = LoadU32(p + 52);
-      record.stream_kib = LoadU32(p + 56);
+      record.stored_offset = GetI64(p + 8);
+      record.content_hash = GetU64(p + 16);
+      record.duplicate_of = GetU32(p + 24);
+      record.duplicate_matrix = GetU32(p + 28);
+      record.face_material = GetU32(p + 32);
+      record.line_material = GetU32(p + 36);
+      record.point_material = GetU32(p + 40);
+      record.face_material_map = GetU32(p + 44);
+      record.line_material_map = GetU32(p + 48);
+      record.point_material_map = GetU32(p + 52);
+      record.stream_kib = GetU32(p + 56);
       record.bounds = LoadBox(p + 60);
       model_.meshes.Insert(key, MeshEntry{uint32_t(model_.mesh_records.size() - 1), MeshKind::Record});
       Raise(model_.next.mesh, key);
@@ -480,36 +480,36 @@ void DigestParser::ParseEntry(uint32_t tag, uint8_t const* p) {
       break;
     case kMatrixEntryOld: {
       Matrix matrix;
-      for (int i = 0; i < 12; ++i) matrix[i] = LoadF32(p + 8 + 4 * i);
+      for (int i = 0; i < 12; ++i) matrix[i] = GetF32(p + 8 + 4 * i);
       model_.matrices.Insert(key, matrix);
       Raise(model_.next.matrix, key);
       break;
     }
     case kMatrixEntry: {
       Matrix matrix;
-      for (int i = 0; i < 12; ++i) matrix[i] = LoadF64(p + 8 + 8 * i);
+      for (int i = 0; i < 12; ++i) matrix[i] = GetF64(p + 8 + 8 * i);
       model_.matrices.Insert(key, matrix);
       Raise(model_.next.matrix, key);
       break;
     }
     case kKeyedDataEntry:
-      model_.keyed_data.Insert(key, KeyedData{LoadI64(p + 16), LoadU32(p + 12), key, LoadU32(p + 8)});
+      model_.keyed_data.Insert(key, KeyedData{GetI64(p + 16), GetU32(p + 12), key, GetU32(p + 8)});
       Raise(model_.next.keyed_data, key);
       break;
     case kIncludeEntry:
-      model_.includes.Insert(key, IncludeRecord{key, LoadU32(p + 8), LoadU32(p + 12)});
+      model_.includes.Insert(key, IncludeRecord{key, GetU32(p + 8), GetU32(p + 12)});
       Raise(model_.next.include, key);
       break;
     case kOverrideEntry: {
       InstanceOverride value;
       for (int i = 0; i < 3; ++i) {
-        value.materials[i] = LoadU32(p + 12 + 4 * i);
-        value.material_maps[i] = LoadU32(p + 24 + 4 * i);
+        value.materials[i] = GetU32(p + 12 + 4 * i);
+        value.material_maps[i] = GetU32(p + 24 + 4 * i);
       }
-      value.clip = LoadU32(p + 36);
-      value.flags = LoadU32(p + 40);
-      value.modifiers = LoadU32(p + 44);
-      model_.instance_overrides.Insert(InstanceInc{key, LoadU32(p + 8)}, value);
+      value.clip = GetU32(p + 36);
+      value.flags = GetU32(p + 40);
+      value.modifiers = GetU32(p + 44);
+      model_.instance_overrides.Insert(InstanceInc{key, GetU32(p + 8)}, value);
       break;
     }
   }
@@ -535,8 +535,8 @@ void ModelImpl::ReadDigest(File& file) {
     return;
   }
   if (got < sizeof head) ThrowFileCorrupt(logger, file.Path());
-  uint32_t const version = LoadU32(head + 4);
-  if (LoadU32(head) != kVersionTag || version < kOldestVersion) {
+  uint32_t const version = GetU32(head + 4);
+  if (GetU32(head) != kVersionTag || version < kOldestVersion) {
     ThrowLogged(logger, "Version mismatched: " + PathToUtf8(file.Path()) + "; Expected " +
                             std::to_string(kDigestVersion) + "; Actual " + std::to_string(version));
   }

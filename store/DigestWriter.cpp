@@ -4,7 +4,7 @@
 
 #include "files/File.h"
 #include "files/FileSystem.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 #include "store/DigestFormat.h"
 #include "store/FileErrors.h"
 #include "store/ModelImpl.h"
@@ -219,7 +219,7 @@ void DigestWriter::Materials() {
       out_.U32(kFullMaterial);
       out_.U32(key);
       FullMaterial const& full = model_.full_materials[entry.index];
-      out_.Bytes(full.data(), full.size());
+      out_.Raw(full.data(), full.size());
     }
     Flush(false);
   }
@@ -240,10 +240,10 @@ void DigestWriter::LinePatterns() {
     LinePattern const& pattern = model_.line_pattern_records[index];
     out_.U32(kLinePattern);
     out_.U32(key);
-    out_.Bytes(pattern.value.data(), pattern.value.size());
+    out_.Raw(pattern.value.data(), pattern.value.size());
     out_.U32(uint32_t(pattern.bytes.size()));
     out_.U32(0);
-    out_.Bytes(pattern.bytes.data(), pattern.bytes.size());
+    out_.Raw(pattern.bytes.data(), pattern.bytes.size());
     out_.Zeros(7 * pattern.bytes.size());
     Flush(false);
   }
@@ -293,7 +293,7 @@ void DigestWriter::AttachedModels() {
     out_.U32(uint32_t(attached.path.size()));
     PutBox(out_, attached.bounds);
     out_.U32(0);
-    out_.Bytes(attached.path.data(), attached.path.size());
+    out_.Raw(attached.path.data(), attached.path.size());
     Flush(false);
   }
 }

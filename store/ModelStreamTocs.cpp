@@ -7,7 +7,7 @@
 #include "store/DataFiles.h"
 #include "store/FileErrors.h"
 #include "store/ModelImpl.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 #include "store/StreamToc.h"
 
 namespace QX::Store {
@@ -50,7 +50,7 @@ void ModelImpl::ReadMeshTocs(std::vector<uint8_t>& buffer) {
         for (uint32_t i = 0; i < record.count; ++i) {
           mesh.toc.push_back(DecodeMeshTocEntry(record.entries + i * kMeshTocLayout.entry_size));
         }
-        mesh.classes = LoadU32(record.head + 12);
+        mesh.classes = GetU32(record.head + 12);
         return true;
       });
   if (!quiet) Log("read %u stream mesh tocs in %u ms.", taken, ElapsedMs(start));

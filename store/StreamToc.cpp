@@ -6,7 +6,7 @@
 #include "files/File.h"
 #include "geometry/mesh/MeshRecord.h"
 #include "store/ImageRecord.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 
 namespace QX::Store {
 
@@ -55,16 +55,16 @@ TocReadResult ReadTocFile(File& file, std::vector<uint8_t>& buffer, TocLayout la
   uint64_t position = 0;
   while (in.Ensure(1)) {
     if (!in.Ensure(4)) return TocReadResult::Corrupt;
-    if (LoadU32(in.Data()) != layout.tag) return TocReadResult::UnexpectedCode;
+    if (GetU32(in.Data()) != layout.tag) return TocReadResult::UnexpectedCode;
     if (!in.Ensure(layout.head_size)) return TocReadResult::Corrupt;
-    uint32_t const count = LoadU32(in.Data() + 8);
+    uint32_t const count = GetU32(in.Data() + 8);
     uint64_t const size = layout.head_size + uint64_t{count} * layout.entry_size;
     // A count beyond the file's end is damage, not a reason to allocate.
     if (size > static_cast<uint64_t>(file_size) - position || !in.Ensure(size)) {
       return TocReadResult::Corrupt;
     }
     uint8_t const* head = in.Data();
-    visit(TocRecord{LoadU32(head + 4), head, head + layout.head_size, count});
+    visit(TocRecord{GetU32(head + 4), head, head + layout.head_size, count});
     in.Consume(size);
     position += size;
   }
@@ -95,8 +95,8 @@ std::vector<uint8_t> EncodeImageTocEntries(std::span<ImageTocEntry const> entrie
 }
 
 ImageTocEntry DecodeImageTocEntry(uint8_t const* bytes) {
-  return ImageTocEntry{LoadU64(bytes), LoadU32(bytes + 8), LoadU32(bytes + 12),
-                       LoadU32(bytes + 16), LoadU32(bytes + 20)};
+  return ImageTocEntry{GetU64(bytes), GetU32(bytes + 8), GetU32(bytes + 12),
+                       GetU32(bytes + 16), GetU32(bytes + 20)};
 }
 
 std::vector<uint8_t> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes) {
@@ -122,7 +122,7 @@ std::vector<uint8_t> EncodeMeshTocEntries(std::span<MeshTocEntry const> entries)
 }
 
 MeshTocEntry DecodeMeshTocEntry(uint8_t const* bytes) {
-  return MeshTocEntry{LoadU64(bytes), LoadU32(bytes + 8), LoadU32(bytes + 12)};
+  return MeshTocEntry{GetU64(bytes), GetU32(bytes + 8), GetU32(bytes + 12)};
 }
 
 }  // namespace QX::Store

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <span>
 
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 
 namespace QX::Store {
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "store/Types.h"
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 
 namespace QX::Store {
 

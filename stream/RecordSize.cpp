@@ -1,6 +1,6 @@
 #include "stream/RecordSize.h"
 
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 #include "stream/WireTags.h"
 
 namespace QX::Store {

@@ -6,7 +6,7 @@
 
 #include "files/File.h"
 #include "files/FileSystem.h"
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 #include "stream/StreamReader.h"
 #include "stream/WireTags.h"
 

@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 #include "stream/Streamer.h"
 #include "stream/WireTags.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 
 namespace QX::Store {
 

@@ -57,6 +57,7 @@ struct StreamCounters {
   uint32_t waiting_images = 0;
   uint64_t total_bytes = 0;
   uint64_t preview_bytes = 0;
+  uint32_t meshes_with_data = 0;
   uint32_t pass_ms = 0;
   uint32_t keyed_ms = 0;
 };
@@ -121,11 +122,19 @@ class StreamState {
                           uint8_t hidden);
   void ResolveRequests();
 
+  // One pass: sends what the request and the limits allow, and ends with a
+  // T record. Throws only for misuse: a recursive call or bad reserves.
+  void Stream(Streamer& sink, StreamRequest const& request);
+
+  // The stream model id of a model, given on first sight (-3 first).
+  uint32_t StreamIdOf(ModelImpl const& model);
+
   void Log(char const* format, ...) const __attribute__((format(printf, 2, 3)));
 
   // Models.
   Model main_model;  // the host model _empty after construction
   Model scene_root;
+  std::vector<Model> held_models;  // every attached model, kept open for the stream
   CacheImpl* cache = nullptr;
   uint64_t const* files_opened = nullptr;  // the cache's count, for the statistics
   int64_t max_open_files = 0;
@@ -145,6 +154,10 @@ class StreamState {
   SentSets sent;
   std::unordered_map<MeshRecord const*, MeshSendState> mesh_progress;
   std::unordered_map<ImageRecord const*, ImageSendState> image_progress;
+  // The send states in the order of their making, so that walks over them
+  // don't depend on where records lie in memory.
+  std::vector<MeshRecord const*> mesh_order;
+  std::vector<ImageRecord const*> image_order;
 
   // Id maps, guarded by id_lock.
   std::mutex id_lock;
@@ -164,12 +177,18 @@ class StreamState {
   std::thread attach_thread;
   std::atomic<bool> stop_attaching{false};
   double next_order;  // counts down from the largest double
+  MatrixKey next_inclusion_matrix = 0xFFFFFFFEu;  // keys of inclusion matrices in the host
 
   // Items.
   std::unordered_map<uint32_t, StreamAttachedModel, KeyHasher> attached;  // by inclusion id
   uint64_t item_count = 0;
   std::unordered_map<ModelImpl const*, std::vector<uint32_t>> inclusions_of_model;
   std::unordered_map<uint32_t, std::vector<StreamAttachedModel*>, KeyHasher> attached_by_id;
+  std::vector<StreamInstance*> items;  // all items, in the order of attachment
+  std::unordered_set<ModelImpl const*> trees_sent;
+  std::unordered_set<uint32_t> models_seen;  // stream model ids that got their 3 record
+  // Meshes that other meshes duplicate, with their number, per model.
+  std::unordered_map<ModelImpl const*, std::unordered_map<MeshKey, uint32_t>> duplicate_counts;
 
   // Priority.
   PriorityBuckets queue;

@@ -3,6 +3,7 @@
 #include <bit>
 #include <cstring>
 
+#include "files/ByteOrder.h"
 #include "files/File.h"
 #include "geometry/bounding/BoundingBoxD.h"
 
@@ -14,15 +15,6 @@ constexpr size_t kHeadSize = 16;
 constexpr size_t kFileNodeSize = 44;
 constexpr size_t kItemSize = 32;
 
-void PutU32(std::vector<uint8_t>& out, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-}
-void PutU64(std::vector<uint8_t>& out, uint64_t v) {
-  for (int i = 0; i < 8; ++i) out.push_back(static_cast<uint8_t>(v >> (8 * i)));
-}
-void PatchU32(std::vector<uint8_t>& out, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) out[at + i] = static_cast<uint8_t>(v >> (8 * i));
-}
 void PutBox(std::vector<uint8_t>& out, BoundingBox const& b) {
   for (float f : {b.min_x, b.min_y, b.min_z, b.max_x, b.max_y, b.max_z}) {
     PutU32(out, std::bit_cast<uint32_t>(f));
@@ -31,13 +23,10 @@ void PutBox(std::vector<uint8_t>& out, BoundingBox const& b) {
 void PatchBox(std::vector<uint8_t>& out, size_t at, BoundingBox const& b) {
   size_t i = 0;
   for (float f : {b.min_x, b.min_y, b.min_z, b.max_x, b.max_y, b.max_z}) {
-    PatchU32(out, at + 4 * i++, std::bit_cast<uint32_t>(f));
+    SetU32(out, at + 4 * i++, std::bit_cast<uint32_t>(f));
   }
 }
 
-uint32_t GetU32(uint8_t const* p) {
-  return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
-}
 BoundingBox GetBox(uint8_t const* p) {
   auto f = [&](int i) { return std::bit_cast<float>(GetU32(p + 4 * i)); };
   return {f(0), f(1), f(2), f(3), f(4), f(5)};
@@ -57,9 +46,9 @@ void PatchHead(BoundingNode const& root, std::vector<uint8_t>& bytes, size_t sta
     ++count;
     for (BoundingItem const* item : items) weight += item->weight;
   });
-  PatchU32(bytes, start + 4, static_cast<uint32_t>(bytes.size() - start));
-  PatchU32(bytes, start + 8, count);
-  PatchU32(bytes, start + 12, weight);
+  SetU32(bytes, start + 4, static_cast<uint32_t>(bytes.size() - start));
+  SetU32(bytes, start + 8, count);
+  SetU32(bytes, start + 12, weight);
 }
 
 void PutHeadPlaceholder(std::vector<uint8_t>& bytes) {
@@ -95,7 +84,7 @@ BoundingBox WriteFileNode(BoundingNode& node, std::vector<uint8_t>& bytes) {
       Unite(tight, WriteFileNode(child, bytes));
       ++written;
     }
-    PatchU32(bytes, count_at, written);
+    SetU32(bytes, count_at, written);
   };
   write_children(node.octants, at + 12);
   write_children(node.clusters, at + 16);
@@ -125,7 +114,7 @@ BoundingBox WriteStreamNode(BoundingNode& node, uint64_t path, uint32_t depth,
   };
   write_children(node.octants);
   write_children(node.clusters);
-  PatchU32(bytes, at + 12, k);
+  SetU32(bytes, at + 12, k);
   PatchBox(bytes, at + 24, tight);
   return tight;
 }

@@ -74,10 +74,10 @@ bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, 
     return false;
   }
   uint8_t* const head = out.data() + start;
-  detail::PutU32At(head, kCompressedTag);
-  detail::PutU32At(head + 4, method == kZstdMethod ? kZstdMethod : kLz4Method);
-  detail::PutU32At(head + 8, uint32_t(n));
-  detail::PutU32At(head + 12, uint32_t(record.size()));
+  SetU32(head, kCompressedTag);
+  SetU32(head + 4, method == kZstdMethod ? kZstdMethod : kLz4Method);
+  SetU32(head + 8, uint32_t(n));
+  SetU32(head + 12, uint32_t(record.size()));
   size_t const padded = (n + 3) & ~size_t(3);
   out.resize(start + kHeadSize + n);
   out.resize(start + kHeadSize + padded, 0xFF);
@@ -85,11 +85,11 @@ bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, 
 }
 
 bool DecompressRecord(std::span<uint8_t const> wrapper, std::vector<uint8_t>& out) {
-  if (wrapper.size() < kHeadSize || detail::GetU32(wrapper.data()) != kCompressedTag)
+  if (wrapper.size() < kHeadSize || GetU32(wrapper.data()) != kCompressedTag)
     return false;
-  uint32_t const method = detail::GetU32(wrapper.data() + 4);
-  uint32_t const compressed = detail::GetU32(wrapper.data() + 8);
-  uint32_t const size = detail::GetU32(wrapper.data() + 12);
+  uint32_t const method = GetU32(wrapper.data() + 4);
+  uint32_t const compressed = GetU32(wrapper.data() + 8);
+  uint32_t const size = GetU32(wrapper.data() + 12);
   if (compressed > wrapper.size() - kHeadSize || size > kMaxCompressed) return false;
   uint8_t const* const from = wrapper.data() + kHeadSize;
   size_t const start = out.size();

@@ -20,7 +20,7 @@ class RecordWriter {
   }
 
   void U32(uint32_t v) {
-    detail::PutU32(buffer_, v);
+    PutU32(buffer_, v);
     if (buffer_.size() >= kBlock) Flush();
   }
 
@@ -30,7 +30,7 @@ class RecordWriter {
       detail::WriteAll(file_, {static_cast<uint8_t const*>(data), n}, logger_);
       return;
     }
-    detail::PutBytes(buffer_, data, n);
+    PutBytes(buffer_, data, n);
     if (buffer_.size() >= kBlock) Flush();
   }
 
@@ -81,7 +81,7 @@ class RecordReader {
   bool U32(uint32_t& v) {
     uint8_t bytes[4];
     if (!Read(bytes, 4)) return false;
-    v = detail::GetU32(bytes);
+    v = GetU32(bytes);
     return true;
   }
 

@@ -13,7 +13,6 @@
 namespace QX::Store {
 namespace {
 
-using detail::PutU32At;
 using detail::WeldSummary;
 
 constexpr uint32_t kMinusOne = 0xBF800000u;  // the bits of -1.0f
@@ -29,7 +28,7 @@ uint8_t* PutFloats(uint8_t* to, void const* from, size_t n) {
 }
 
 uint8_t* PutFill(uint8_t* to, size_t n) {
-  for (size_t i = 0; i < n; ++i, to += 4) PutU32At(to, kMinusOne);
+  for (size_t i = 0; i < n; ++i, to += 4) SetU32(to, kMinusOne);
   return to;
 }
 
@@ -71,16 +70,16 @@ uint32_t PackVertices(StoredMesh const& mesh, uint32_t flags, uint8_t* to) {
 // Index counts, then element counts, of faces, lines and points.
 void PutCounts(uint8_t* to, WeldSummary const& s) {
   for (int c = 0; c < 3; ++c) {
-    PutU32At(to + 4 * c, s.index_counts[c]);
-    PutU32At(to + 12 + 4 * c, s.element_counts[c]);
+    SetU32(to + 4 * c, s.index_counts[c]);
+    SetU32(to + 12 + 4 * c, s.element_counts[c]);
   }
 }
 
 void PutElementTable(uint8_t* to, std::vector<StreamElement> const& elements) {
   for (StreamElement const& e : elements) {
-    PutU32At(to, e.first);
-    PutU32At(to + 4, e.count);
-    PutU32At(to + 8, e.bits);
+    SetU32(to, e.first);
+    SetU32(to + 4, e.count);
+    SetU32(to + 8, e.bits);
     to += kElementEntry;
   }
 }
@@ -102,10 +101,10 @@ void WriteIndexed(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSummar
   out.resize(kIndexedHead + vertex_bytes + index_bytes + weld.elements.size() * kElementEntry);
   uint8_t* const base = out.data();
   uint32_t const flags = PackVertices(mesh, s.stream_flags, base + kIndexedHead);
-  PutU32At(base, kIndexedMeshTag);
-  PutU32At(base + 4, record.key);
-  PutU32At(base + 8, flags);
-  PutU32At(base + 12, s.vertex_count);
+  SetU32(base, kIndexedMeshTag);
+  SetU32(base + 4, record.key);
+  SetU32(base + 8, flags);
+  SetU32(base + 12, s.vertex_count);
   PutCounts(base + 16, s);
   uint8_t* at = base + kIndexedHead + vertex_bytes;
   for (uint32_t slot : weld.indices) {
@@ -140,9 +139,9 @@ void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSumma
   // The header holds no colour, so its flags never have the alpha bit.
   auto& out = mesh.work;
   out.assign(kExpandedHead + weld.elements.size() * kElementEntry, 0);
-  PutU32At(out.data(), kExpandedHeaderTag);
-  PutU32At(out.data() + 4, record.key);
-  PutU32At(out.data() + 8, s.stream_flags);
+  SetU32(out.data(), kExpandedHeaderTag);
+  SetU32(out.data() + 4, record.key);
+  SetU32(out.data() + 8, s.stream_flags);
   PutCounts(out.data() + 12, s);
   PutElementTable(out.data() + kExpandedHead, weld.elements);
   record.classes = Classes(s);
@@ -154,9 +153,9 @@ void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSumma
   while (remaining != 0) {
     size_t const bytes = ChunkBytes(remaining, nominal);
     out.resize(kChunkHead + bytes);
-    PutU32At(out.data(), kExpandedChunkTag);
-    PutU32At(out.data() + 4, record.key);
-    PutU32At(out.data() + 8, uint32_t(bytes));
+    SetU32(out.data(), kExpandedChunkTag);
+    SetU32(out.data() + 4, record.key);
+    SetU32(out.data() + 8, uint32_t(bytes));
     uint8_t* at = out.data() + kChunkHead;
     for (size_t n = bytes / stride; n != 0; --n, ++next, at += stride) {
       uint32_t const index = weld.vertices[weld.indices[next]].final_index;
@@ -212,16 +211,16 @@ void WriteStreamRecord(File& stream, MeshRecord& record, StoredMesh& scratch, ui
 
 void WriteMeshTocRecord(File& toc, MeshRecord const& record, Logger* logger) {
   uint8_t head[16];
-  PutU32At(head, kMeshTocTag);
-  PutU32At(head + 4, record.key);
-  PutU32At(head + 8, uint32_t(record.toc.size()));
-  PutU32At(head + 12, record.classes);
+  SetU32(head, kMeshTocTag);
+  SetU32(head + 4, record.key);
+  SetU32(head + 8, uint32_t(record.toc.size()));
+  SetU32(head + 12, record.classes);
   std::vector<uint8_t> entries;
   entries.reserve(record.toc.size() * 16);
   for (MeshTocEntry const& e : record.toc) {
-    detail::PutU64(entries, e.offset);
-    detail::PutU32(entries, e.size);
-    detail::PutU32(entries, e.kind);
+    PutU64(entries, e.offset);
+    PutU32(entries, e.size);
+    PutU32(entries, e.kind);
   }
   detail::SeekToEnd(toc, logger);
   detail::WriteAll(toc, head, logger);

@@ -9,9 +9,6 @@
 namespace QX::Store {
 namespace {
 
-using detail::GetF32;
-using detail::GetU16;
-using detail::GetU32;
 
 using Positions = std::vector<std::array<double, 3>>;
 

@@ -11,7 +11,7 @@
 
 #include "files/File.h"
 #include "files/FileSystem.h"
-#include "store/ByteOrder.h"
+#include "files/ByteOrder.h"
 #include "store/Cache.h"
 #include "store/Logger.h"
 #include "store/Model.h"

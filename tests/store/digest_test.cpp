@@ -30,11 +30,11 @@ struct Bytes {
     return *this;
   }
   Bytes& Text(std::string const& text) {
-    out.Bytes(text.data(), text.size());
+    out.Raw(text.data(), text.size());
     return *this;
   }
   Bytes& Add(std::vector<uint8_t> const& more) {
-    out.Bytes(more.data(), more.size());
+    out.Raw(more.data(), more.size());
     return *this;
   }
 };
@@ -231,13 +231,13 @@ TEST_F(DigestTest, OlderRecordFormsAreReadAndWrittenInTheCurrentForm) {
   auto const old_full = FullMaterialRecord(56, 2, 132);
   Bytes full;
   full.U32({57, 2});
-  full.out.Bytes(old_full.data() + 8, 100);
+  full.out.Raw(old_full.data() + 8, 100);
   full.U32({0, 0, 0}).F32({1.0f});
-  full.out.Bytes(old_full.data() + 108, 24);
+  full.out.Raw(old_full.data() + 108, 24);
   EXPECT_TRUE(Contains(now, full.data));
   Bytes attached;
   attached.U32({55, 3}).F64({-1}).U32({5});
-  attached.out.Bytes(Bytes().F32({FLT_MAX, FLT_MAX, FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX}).data.data(), 24);
+  attached.out.Raw(Bytes().F32({FLT_MAX, FLT_MAX, FLT_MAX, -FLT_MAX, -FLT_MAX, -FLT_MAX}).data.data(), 24);
   attached.U32({0}).Text("other");
   EXPECT_TRUE(Contains(now, attached.data));
   Bytes matrices;

@@ -2,7 +2,7 @@
 // A sink that keeps every chunk it is given, for tests.
 #include <vector>
 
-#include "stream/ByteWriter.h"
+#include "files/ByteOrder.h"
 #include "stream/Streamer.h"
 
 namespace QX::Store::test {
