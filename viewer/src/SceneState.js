@@ -1,10 +1,12 @@
 import { StreamError } from './ByteReader.js';
 import { ModelState } from './ModelState.js';
 import { IDENTITY, multiply } from './matrix.js';
-import { allocVertices, readVertices, vertexLayout } from './vertices.js';
+import { allocVertices, growVertices, readVertices, vertexLayout } from './vertices.js';
 
 const NONE = 0xFFFFFFFF;
-const MAX_EXPANDED_VERTICES = 1 << 27;
+// Room for an expanded mesh grows as its chunks arrive, so that a head that
+// announces more than the stream holds costs no memory up front.
+const FIRST_ROOM = 1 << 18;
 
 // Collects the decoded records into a description of the scene and tells a
 // listener about what can be drawn: instances, mesh data, images, bounds.
@@ -51,7 +53,8 @@ export class SceneState {
       matrix = multiply(model.matrix(mesh.duplicateMatrix), matrix);
     }
     matrix = multiply(matrix, this.inclusionMatrix(instance.inclusion));
-    const flags = override && override.flags !== NONE ? override.flags : instance.flags;
+    const hidden = this.inclusions.get(instance.inclusion)?.hidden;
+    const flags = hidden ? 0 : override && override.flags !== NONE ? override.flags : instance.flags;
     const classes = [0, 1, 2].map((c) => ({
       shown: (flags & (1 << c)) !== 0,
       material: pick(override?.materials[c], instance.materials[c], mesh?.materials[c]),
@@ -87,27 +90,30 @@ function finishMesh(state, model, key, data) {
 function addChunk(state, model, record) {
   const pending = model.pendingMeshes.get(record.key);
   if (!pending) throw new StreamError(`mesh chunk for mesh ${record.key} without its head`);
-  const { layout, vertices } = pending;
+  const { layout, total } = pending;
   if (record.length % layout.stride !== 0) {
     throw new StreamError(`mesh chunk of ${record.length} bytes is no whole number of ${layout.stride}-byte vertices`);
   }
   const count = record.length / layout.stride;
-  readVertices(record.reader, record.pos, count, layout, vertices, pending.filled);
+  if (pending.filled + count > total) throw new StreamError(`mesh ${record.key} has more vertices than its head announced`);
+  if (pending.filled + count > pending.vertices.count) {
+    pending.vertices = growVertices(pending.vertices, Math.min(total, Math.max(2 * pending.vertices.count, pending.filled + count)));
+  }
+  readVertices(record.reader, record.pos, count, layout, pending.vertices, pending.filled);
   pending.filled += count;
-  if (pending.filled === vertices.count) {
+  if (pending.filled === total) {
     model.pendingMeshes.delete(record.key);
-    finishMesh(state, model, record.key, pending.mesh);
+    finishMesh(state, model, record.key, { ...pending.mesh, vertices: pending.vertices });
   }
 }
 
 function startExpanded(state, model, record) {
   const total = record.counts[0] + record.counts[1] + record.counts[2];
-  if (total > MAX_EXPANDED_VERTICES) throw new StreamError(`expanded mesh of ${total} vertices is too large`);
   const layout = vertexLayout(record.flags);
-  const vertices = allocVertices(layout, total);
-  const mesh = { key: record.key, flags: record.flags, counts: record.counts, vertices, indices: null, elements: record.elements };
-  if (total === 0) finishMesh(state, model, record.key, mesh);
-  else model.pendingMeshes.set(record.key, { layout, vertices, filled: 0, mesh });
+  const mesh = { key: record.key, flags: record.flags, counts: record.counts, indices: null, elements: record.elements };
+  const vertices = allocVertices(layout, Math.min(total, FIRST_ROOM));
+  if (total === 0) finishMesh(state, model, record.key, { ...mesh, vertices });
+  else model.pendingMeshes.set(record.key, { layout, total, vertices, filled: 0, mesh });
 }
 
 const HANDLERS = {

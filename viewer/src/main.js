@@ -5,8 +5,11 @@ import { SceneBuilder } from './render/SceneBuilder.js';
 import { Overlay } from './ui/Overlay.js';
 import { ViewerApp } from './ui/ViewerApp.js';
 
+// Decoding runs in short tasks of its own, drawing in animation frames, so
+// that a slow frame (software rendering) doesn't slow the decoding down and
+// the page answers input between tasks.
 const SLICE_MS = 12;
-const times = { start: performance.now(), firstFrame: null, loaded: null };
+const times = { start: performance.now(), firstFrame: null, loaded: null, decodeMs: 0 };
 const overlay = new Overlay(document);
 let stopped = false;
 
@@ -21,6 +24,20 @@ function fail(err) {
   const message = err?.name === 'StreamError' ? err.message : `Unexpected failure: ${err?.message ?? err}`;
   overlay.fail(message);
   signal('qxViewerError', message);
+}
+
+// Runs `step` now and again in a new task for as long as it returns true.
+function repeatInTasks(step) {
+  const channel = new MessageChannel();
+  channel.port1.onmessage = () => {
+    if (stopped) return;
+    try {
+      if (step()) channel.port2.postMessage(0);
+    } catch (err) {
+      fail(err);
+    }
+  };
+  channel.port2.postMessage(0);
 }
 
 function start() {
@@ -40,16 +57,22 @@ function start() {
   document.getElementById('qx-fit').addEventListener('click', fit);
   window.qxViewer = { state, times, projectedRect: () => state.bounds && app.projectedRect(state.bounds) };
 
-  const tick = () => {
+  repeatInTasks(() => {
+    const begin = performance.now();
+    const more = !loader.run(begin + SLICE_MS);
+    times.decodeMs += performance.now() - begin;
+    return more;
+  });
+
+  const frame = () => {
     if (stopped) return;
     try {
-      if (!loader.done) loader.run(performance.now() + SLICE_MS);
       if (!fitted && state.bounds) {
         fitted = true;
         fit();
         if (state.background) app.setBackground(state.background);
       }
-      const drew = app.render();
+      const drew = app.render(!loader.done);
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();
       overlay.update(state, builder.drawn, loader.progress, loader.done);
       if (loader.done && builder.textures.pending === 0 && !app.dirty && times.loaded === null) {
@@ -60,9 +83,9 @@ function start() {
       fail(err);
       return;
     }
-    requestAnimationFrame(tick);
+    requestAnimationFrame(frame);
   };
-  requestAnimationFrame(tick);
+  requestAnimationFrame(frame);
 }
 
 window.addEventListener('error', (event) => fail(event.error ?? event.message));

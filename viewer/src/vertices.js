@@ -25,6 +25,17 @@ export function allocVertices(layout, count) {
   };
 }
 
+// A copy of `vertices` with room for `count` vertices, the first ones kept.
+export function growVertices(vertices, count) {
+  const out = { count };
+  for (const name of ['positions', 'normals', 'uvs', 'colors']) {
+    const old = vertices[name];
+    out[name] = old && new old.constructor((old.length / vertices.count) * count);
+    out[name]?.set(old);
+  }
+  return out;
+}
+
 // Copies `count` packed vertices at `pos` into `out` from vertex `first` on.
 // A colour that is absent comes as the bytes of -1.0f; it becomes white so
 // that the material's colour shows through.

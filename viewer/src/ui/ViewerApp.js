@@ -25,6 +25,8 @@ export class ViewerApp {
     this.controls.addEventListener('change', () => this.invalidate());
     this.sphere = new Sphere(new Vector3(), 1);
     this.dirty = true;
+    this.lastFrameEnd = -Infinity;
+    this.frameCost = 0;
     window.addEventListener('resize', () => this.resize());
     this.resize();
   }
@@ -65,8 +67,13 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  render() {
+  // Draws if something changed. While `loading`, a frame that was slow to
+  // draw (software rendering blocks the page until it is done) is followed by
+  // a pause three times as long, so that decoding keeps most of the time.
+  render(loading = false) {
     if (!this.dirty) return false;
+    const start = performance.now();
+    if (loading && start - this.lastFrameEnd < 3 * this.frameCost) return false;
     this.dirty = false;
     const d = this.camera.position.distanceTo(this.sphere.center);
     const r = this.sphere.radius;
@@ -74,6 +81,8 @@ export class ViewerApp {
     this.camera.far = d + 2 * r;
     this.camera.updateProjectionMatrix();
     this.renderer.render(this.scene, this.camera);
+    this.lastFrameEnd = performance.now();
+    this.frameCost = this.lastFrameEnd - start;
     return true;
   }
 

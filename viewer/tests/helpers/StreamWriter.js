@@ -1,4 +1,7 @@
 import { execFileSync } from 'node:child_process';
+import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 import { concat, f32, f64, padTo4, record, u32 } from './record.js';
 import { lz4Encode } from './lz4Encode.js';
 
@@ -138,8 +141,16 @@ export function zstdAvailable() {
   }
 }
 
+// Compressed from a file, so that the frame states its content size, as the
+// frames of the stream engine do.
 function zstdFrame(bytes) {
-  return new Uint8Array(execFileSync('zstd', ['-q', '-c', '-19'], { input: bytes }));
+  const dir = mkdtempSync(join(tmpdir(), 'qx-zstd-'));
+  try {
+    writeFileSync(join(dir, 'in'), bytes);
+    return new Uint8Array(execFileSync('zstd', ['-q', '-c', '-15', join(dir, 'in')]));
+  } finally {
+    rmSync(dir, { recursive: true, force: true });
+  }
 }
 
 function classCounts(mesh) {

@@ -64,6 +64,16 @@ test('indexed and expanded meshes give the same vertices', () => {
   assert.deepEqual([...indexed.elements.faces.subarray(3, 6)], [6, 6, 0]);
 });
 
+test('an expanded mesh larger than its first room grows as chunks arrive', () => {
+  const grid = pointGrid(520); // 270400 points, past the first room
+  const model = load(new StreamWriter().head().context(ROOT_MODEL).expandedMesh(1, grid, 5461).bytes()).model(ROOT_MODEL);
+  const { vertices } = model.meshData.get(1);
+  assert.equal(vertices.count, 270400);
+  const last = 270399;
+  assert.deepEqual([...vertices.positions.subarray(3 * last, 3 * last + 3)], grid.positions[last]);
+  assert.deepEqual([...vertices.colors.subarray(4 * last, 4 * last + 4)], grid.colors[last]);
+});
+
 test('keyed data blocks, plain and zstd, yield their d records', () => {
   const items = [[1, Uint8Array.of(1, 2, 3)], [7, new Uint8Array(0)], [9, new Uint8Array(700).fill(5)]];
   const head = new StreamWriter().head().bytes();
@@ -100,6 +110,8 @@ function badStreams() {
     ['element past its class', withHead(badElement), /points element 0 reaches past/],
     ['image size', withHead(image), /2x2 pixels has 12 bytes/],
     ['tree head', withHead(record(u32(78, 1, 111, 64, 2, 0))), /tree head says 64 bytes for 2 nodes/],
+    ['chunk past its head', withHead(expandedHead.subarray(0, 8 + 44 + 12),
+      record(u32(82, 1, 0x40004000, 0, 0, 1, 0, 0, 0, 0, 0)), expandedHead.subarray(8 + 44 + 12)), /more vertices than its head announced/],
     ['chunk without head', withHead(expandedHead.subarray(0, 8), expandedHead.subarray(8 + 44 + 12)), /without its head/],
   ];
 }
