@@ -5,12 +5,25 @@ import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
 // Colours reach the screen as the stream gives them, without conversion.
 ColorManagement.enabled = false;
 
+// While loading, frames are drawn at most this often: each one costs the
+// decoding time, much of it outside the draw call when rendering is in software.
+const LOADING_FRAME_GAP_MS = 500;
+
 const DEFAULT_DIRECTION = new Vector3(0.6, 0.45, 1).normalize();
+
+// True when WebGL runs on the CPU, where multisampling costs too much.
+function softwareRendering() {
+  const gl = document.createElement('canvas').getContext('webgl2');
+  const info = gl?.getExtension('WEBGL_debug_renderer_info');
+  const name = info ? gl.getParameter(info.UNMASKED_RENDERER_WEBGL) : '';
+  gl?.getExtension('WEBGL_lose_context')?.loseContext();
+  return /swiftshader|llvmpipe|software/i.test(name);
+}
 
 // Renderer, camera, lights and orbit controls; draws only when something changed.
 export class ViewerApp {
   constructor(container) {
-    this.renderer = new WebGLRenderer({ antialias: true });
+    this.renderer = new WebGLRenderer({ antialias: !softwareRendering() });
     this.renderer.outputColorSpace = LinearSRGBColorSpace;
     this.renderer.setPixelRatio(window.devicePixelRatio);
     container.appendChild(this.renderer.domElement);
@@ -67,13 +80,12 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  // Draws if something changed. While `loading`, a frame that was slow to
-  // draw (software rendering blocks the page until it is done) is followed by
-  // a pause three times as long, so that decoding keeps most of the time.
+  // Draws if something changed. While `loading`, frames are spaced out, and a
+  // frame that was slow to draw is followed by a pause three times as long.
   render(loading = false) {
     if (!this.dirty) return false;
     const start = performance.now();
-    if (loading && start - this.lastFrameEnd < 3 * this.frameCost) return false;
+    if (loading && start - this.lastFrameEnd < Math.max(LOADING_FRAME_GAP_MS, 3 * this.frameCost)) return false;
     this.dirty = false;
     const d = this.camera.position.distanceTo(this.sphere.center);
     const r = this.sphere.radius;

@@ -1,6 +1,7 @@
 import { mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
-import { join } from 'node:path';
+import { join, resolve } from 'node:path';
+import { pathToFileURL } from 'node:url';
 import { chromium } from 'playwright-core';
 
 const CHROMIUM = process.env.QX_CHROMIUM ?? '/usr/bin/chromium';
@@ -33,7 +34,7 @@ export async function loadPage(context, path) {
   const consoleErrors = [];
   page.on('console', (msg) => { if (msg.type() === 'error') consoleErrors.push(msg.text()); });
   page.on('pageerror', (err) => consoleErrors.push(err.message));
-  await page.goto(`file://${path}`);
+  await page.goto(pathToFileURL(resolve(path)).href);
   await page.waitForFunction(() => window.qxViewerReady || window.qxViewerError, null, { timeout: 120000 });
   const result = await page.evaluate(() => ({
     ready: window.qxViewerReady === true,
