@@ -2,7 +2,7 @@ import { decompress as zstdDecompress } from 'fzstd';
 import { StreamError } from './ByteReader.js';
 import { lz4Decompress } from './lz4.js';
 
-export const METHOD_ZSTD = 1;
+const METHOD_ZSTD = 1;
 const ZSTD_MAGIC = 0xFD2FB528;
 
 // The content size that a zstd frame header states, or null if it states none.

@@ -18,7 +18,3 @@ export function multiply(a, b) {
 export function transformPoint(m, [x, y, z]) {
   return [0, 1, 2].map((c) => x * m[c] + y * m[3 + c] + z * m[6 + c] + m[9 + c]);
 }
-
-export function isIdentity(m) {
-  return m.every((v, i) => v === IDENTITY[i]);
-}

@@ -16,7 +16,7 @@ function sharedAttributes(data) {
 }
 
 // Index range of class c: [start, count] within the class order faces, lines, points.
-export function classRange(data, c) {
+function classRange(data, c) {
   const [faces, lines] = data.counts;
   return [[0, faces, faces + lines][c], data.counts[c]];
 }
