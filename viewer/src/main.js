@@ -1,3 +1,4 @@
+import { Box3 } from 'three';
 import { Loader } from './Loader.js';
 import { SceneState } from './SceneState.js';
 import { readModelData } from './pageData.js';
@@ -24,6 +25,11 @@ function fail(err) {
   const message = err?.name === 'StreamError' ? err.message : `Unexpected failure: ${err?.message ?? err}`;
   overlay.fail(message);
   signal('qxViewerError', message);
+}
+
+function boxOf(object) {
+  const box = new Box3().setFromObject(object);
+  return box.isEmpty() ? null : [...box.min.toArray(), ...box.max.toArray()];
 }
 
 // Runs `step` now and again in a new task for as long as it returns true.
@@ -53,9 +59,11 @@ function start() {
   app.scene.add(builder.root);
   const loader = new Loader(bytes, state);
   let fitted = false;
-  const fit = () => state.bounds && app.fit(state.bounds, state.views[0]);
+  // The stream's scene box, or, for a stream without one, the box of what is drawn.
+  const bounds = () => state.bounds ?? (loader.done ? boxOf(builder.root) : null);
+  const fit = () => bounds() && app.fit(bounds(), state.views[0]);
   document.getElementById('qx-fit').addEventListener('click', fit);
-  window.qxViewer = { state, times, projectedRect: () => state.bounds && app.projectedRect(state.bounds) };
+  window.qxViewer = { state, times, projectedRect: () => bounds() && app.projectedRect(bounds()) };
 
   repeatInTasks(() => {
     const begin = performance.now();
@@ -67,7 +75,7 @@ function start() {
   const frame = () => {
     if (stopped) return;
     try {
-      if (!fitted && state.bounds) {
+      if (!fitted && bounds()) {
         fitted = true;
         fit();
         if (state.background) app.setBackground(state.background);
