@@ -28,6 +28,7 @@ function fail(err) {
 }
 
 function boxOf(object) {
+  object.updateMatrixWorld(true); // objects not drawn yet have no world matrix
   const box = new Box3().setFromObject(object);
   return box.isEmpty() ? null : [...box.min.toArray(), ...box.max.toArray()];
 }

@@ -98,7 +98,8 @@ export class ViewerApp {
     return true;
   }
 
-  // The screen rectangle, in CSS pixels, that the box covers.
+  // The screen rectangle, in CSS pixels, that the box covers; it may reach
+  // past the canvas.
   projectedRect(bounds) {
     const xs = [];
     const ys = [];
@@ -108,8 +109,8 @@ export class ViewerApp {
       xs.push((p.x + 1) / 2 * canvas.clientWidth);
       ys.push((1 - p.y) / 2 * canvas.clientHeight);
     }
-    const x = Math.max(0, Math.min(...xs));
-    const y = Math.max(0, Math.min(...ys));
-    return { x, y, width: Math.min(canvas.clientWidth, Math.max(...xs)) - x, height: Math.min(canvas.clientHeight, Math.max(...ys)) - y };
+    const x = Math.min(...xs);
+    const y = Math.min(...ys);
+    return { x, y, width: Math.max(...xs) - x, height: Math.max(...ys) - y };
   }
 }

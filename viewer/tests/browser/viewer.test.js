@@ -12,6 +12,21 @@ let browser;
 before(async () => { browser = await openBrowser(); });
 after(async () => { await browser?.close(); });
 
+// Pixels of the model on the bottom row and the side columns below the
+// panels: a fitted camera leaves them background.
+function edgePixels(png) {
+  const { width, height, rgba } = decodePng(png);
+  const bg = rgba.subarray(4 * (height - 1) * width, 4 * (height - 1) * width + 3);
+  const differs = (x, y) => {
+    const p = 4 * (y * width + x);
+    return Math.abs(rgba[p] - bg[0]) + Math.abs(rgba[p + 1] - bg[1]) + Math.abs(rgba[p + 2] - bg[2]) > 12;
+  };
+  let count = 0;
+  for (let x = 0; x < width; x++) count += differs(x, height - 1);
+  for (let y = 80; y < height; y++) count += differs(0, y) + differs(width - 1, y);
+  return count;
+}
+
 // Share of the pixels in `rect` whose colour differs from the background,
 // which is read at the bottom left corner of the screenshot.
 function drawnShare(png, rect) {
@@ -19,8 +34,8 @@ function drawnShare(png, rect) {
   const bg = rgba.subarray(4 * (height - 1) * width, 4 * (height - 1) * width + 3);
   let differing = 0;
   let total = 0;
-  for (let y = Math.floor(rect.y); y < Math.min(height, rect.y + rect.height); y++) {
-    for (let x = Math.floor(rect.x); x < Math.min(width, rect.x + rect.width); x++) {
+  for (let y = Math.max(0, Math.floor(rect.y)); y < Math.min(height, rect.y + rect.height); y++) {
+    for (let x = Math.max(0, Math.floor(rect.x)); x < Math.min(width, rect.x + rect.width); x++) {
       const p = 4 * (y * width + x);
       total++;
       if (Math.abs(rgba[p] - bg[0]) + Math.abs(rgba[p + 1] - bg[1]) + Math.abs(rgba[p + 2] - bg[2]) > 12) differing++;
@@ -35,7 +50,10 @@ async function checkModelPage(name, path) {
   await result.page.close();
   assert.equal(result.error, null, `viewer stopped: ${result.error}`);
   assert.deepEqual(result.consoleErrors, []);
-  assert.ok(result.rect && result.rect.width > 0 && result.rect.height > 0, 'scene box is on screen');
+  const { x, y, width, height } = result.rect ?? {};
+  assert.ok(width > 0 && height > 0, 'the scene has a box');
+  assert.ok(x >= 0 && y >= 0 && x + width <= 800 && y + height <= 600, 'the camera shows the whole scene box');
+  assert.equal(edgePixels(png), 0, 'the model reaches the edge of the view: the camera is not fitted');
   const share = drawnShare(png, result.rect);
   assert.ok(share > 0.05, `only ${(share * 100).toFixed(1)}% of the scene box is drawn`);
   const t = result.times;
@@ -58,6 +76,13 @@ test('synthetic scenes are drawn', async () => {
   assert.equal(plain.counts.meshData, 3);
   await checkModelPage('sample-lz4', writePage('sample-lz4', sampleScene({ compressed: 0 })));
   if (zstdAvailable()) await checkModelPage('sample-zstd', writePage('sample-zstd', sampleScene({ compressed: 1 })));
+  // Without the scene box record the camera fits what was drawn.
+  const noBounds = sampleScene();
+  const view = new DataView(noBounds.buffer);
+  const at = noBounds.findIndex((_, i) => i % 4 === 0 && view.getUint32(i, true) === 66);
+  view.setUint32(at, 109, true); // the 32-byte box becomes a missing-key report and a pass end
+  view.setUint32(at + 16, 84, true);
+  await checkModelPage('sample-no-bounds', writePage('sample-no-bounds', noBounds));
 });
 
 test('bad pages stop with a message', async () => {
