@@ -1,11 +1,192 @@
-// The attach requests of a stream state: how they wait, and the attachment
-// thread that resolves them beside the passes in live mode.
+// The attach requests of a stream state: how they wait, how each is resolved
+// to a model and its includes expanded into further requests, and the
+// attachment thread that does this beside the passes in live mode.
 #include <algorithm>
 #include <chrono>
 
+#include "geometry/bounding/BoundingBoxD.h"
+#include "geometry/bounding/BoundingTree.h"
+#include "geometry/bounding/MatrixMath.h"
+#include "store/CacheImpl.h"
+#include "store/ModelImpl.h"
+#include "store/ModelIncludes.h"
+#include "stream/ControlFlags.h"
 #include "stream/StreamState.h"
 
 namespace QX::Store {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLiveResolveTime = std::chrono::nanoseconds(2000000000);
+constexpr size_t kManyResolved = 512;
+
+// The box carried through the matrix by its two corners, in double, then float.
+BoundingBox CornersThrough(BoundingBox const& box, Matrix const& m) {
+  PointD corners[2] = {{box.min_x, box.min_y, box.min_z}, {box.max_x, box.max_y, box.max_z}};
+  TransformPoints(m, corners, 2);
+  return ScanPoints(corners, 2);
+}
+
+// Applies the child's matrix first, then the parent's; in live mode the
+// child's coordinates are scaled to the parent's unit as well.
+Matrix Compose(StreamState const& state, Matrix const& own, Matrix const& parent, double parent_unit,
+               double child_unit) {
+  Matrix composed = Concat(own, parent);
+  bool const live = (state.control_flags & ControlFlag::StandAlone) == 0;
+  if (live && parent_unit != 0 && child_unit != 0 && parent_unit != child_unit) {
+    double const s = child_unit / parent_unit;
+    Matrix const scale = {s, 0, 0, 0, s, 0, 0, 0, s, 0, 0, 0};
+    composed = Concat(scale, composed);
+  }
+  return composed;
+}
+
+Matrix MatrixOf(ModelImpl const& model, MatrixKey key) {
+  Matrix const* m = model.matrices.Find(key);
+  return m != nullptr ? *m : kIdentityMatrix;
+}
+
+// The expansion of one model's includes into requests; runs under the attach lock.
+class IncludeExpansion {
+ public:
+  IncludeExpansion(StreamState& state, AttachRequest const& request, ModelImpl& model)
+      : state_(state), request_(request), model_(model) {}
+
+  void Run() {
+    unit_ = request_.unit_scale;
+    if (unit_ != 0) {
+      std::vector<uint8_t> scratch;
+      double const own = model_.UnitScale(scratch);
+      if (own != 0) unit_ = own;
+    }
+    stream_id_ = state_.StreamIdOf(model_);
+    if (model_.includes.size() == 0) {
+      // A model that includes nothing shows its own instances as they stand.
+      return SelfInclude(IncludeRecord{0, 0, 0}, kIdentityMatrix);
+    }
+    for (auto const& entry : model_.includes) {
+      IncludeRecord const& include = entry.value;
+      Matrix const own = MatrixOf(model_, include.matrix);
+      if (include.attached_id == 0)
+        SelfInclude(include, own);
+      else
+        ForeignInclude(include, own);
+    }
+  }
+
+ private:
+  void Widen(BoundingBox const& box, Matrix const& m) {
+    if (box.Valid()) Unite(state_.bounds, CornersThrough(box, m));
+  }
+
+  void SelfInclude(IncludeRecord const& include, Matrix const& own) {
+    BoundingBox box;
+    if (model_.bounding_tree && model_.bounding_tree->root) box = model_.bounding_tree->root->bounds;
+    AttachRequest child;
+    child.matrix = Compose(state_, own, request_.matrix, unit_, unit_);
+    Widen(box, child.matrix);
+    child.model = request_.model;
+    child.by_id = child.root = child.matrix_final = true;
+    child.unit_scale = -1;
+    child.include_key = include.key;
+    child.parent_stream_id = stream_id_;
+    child.model_id = model_.id;
+    child.group = request_.group;
+    state_.resolved.push_back(std::move(child));
+    ++request_.group->open_requests;
+  }
+
+  void ForeignInclude(IncludeRecord const& include, Matrix const& own) {
+    AttachedModel const* attached = model_.attached_models.Find(include.attached_id);
+    if (attached == nullptr) return;
+    AttachRequest child;
+    child.group = request_.group;
+    child.include_key = include.key;
+    child.parent_stream_id = stream_id_;
+    ++request_.group->open_requests;
+    ModelId const id = ResolveAttached(model_, include.attached_id, attached->path, known_);
+    if (id == kNoModel) {
+      child.name = attached->path;
+      state_.resolved.push_back(std::move(child));
+      return;
+    }
+    child.by_id = true;
+    child.model_id = id;
+    child.order = state_.next_order;
+    state_.next_order -= 1;
+    child.matrix = request_.matrix;
+    child.own_matrix = own;
+    child.unit_scale = unit_;
+    if (attached->unit_scale != -1.0) {
+      child.matrix = Compose(state_, own, request_.matrix, unit_, attached->unit_scale);
+      child.matrix_final = true;
+      child.unit_scale = -1;
+      Widen(attached->bounds, child.matrix);
+      child.order = SizeOrder(attached->bounds);
+    }
+    state_.waiting.push_back(std::move(child));
+    std::push_heap(state_.waiting.begin(), state_.waiting.end(), LowerOrder);
+  }
+
+  // Larger models first: the product of the box's extents above 0.
+  static double SizeOrder(BoundingBox const& box) {
+    if (!box.Valid()) return 1.0;
+    double order = 1.0;
+    bool any = false;
+    for (double extent : {double(box.max_x) - box.min_x, double(box.max_y) - box.min_y,
+                          double(box.max_z) - box.min_z}) {
+      if (extent > 0) order *= extent, any = true;
+    }
+    return any ? order : 0.0;
+  }
+
+  StreamState& state_;
+  AttachRequest const& request_;
+  ModelImpl& model_;
+  ResolvedAttachments known_;
+  double unit_ = 1;
+  uint32_t stream_id_ = 0;
+};
+
+Model FindByName(CacheImpl& cache, std::string const& name) {
+  char const* key = cache.ResolveModelPath(name.c_str());
+  if (key == nullptr) return {};
+  CacheImpl::RegistryEntry const* entry = cache.FindEntry(key);
+  return entry != nullptr ? cache.FindModel(entry->id) : Model{};
+}
+
+// Finds the model of one request; a model with includes becomes the
+// requests of its includes, any other goes to the resolved queue as it is,
+// found or missing.
+void ResolveRequest(StreamState& state, AttachRequest request) {
+  if (!request.model)
+    request.model = request.by_id ? state.cache->FindModel(request.model_id)
+                                  : FindByName(*state.cache, request.name);
+  if (request.model && !request.matrix_final) {
+    request.matrix = Compose(state, request.own_matrix, request.matrix, request.unit_scale,
+                             request.unit_scale);
+    request.matrix_final = true;
+  }
+  bool const first = !request.by_id && request.include_key == 0;
+  std::lock_guard lock(state.attach_lock);
+  if (request.model && (first || request.model.Impl().includes.size() != 0)) {
+    IncludeExpansion(state, request, request.model.Impl()).Run();
+    --request.group->open_requests;
+    return;
+  }
+  state.resolved.push_back(std::move(request));
+}
+
+}  // namespace
+
+uint32_t StreamState::StreamIdOf(ModelImpl const& model) {
+  std::lock_guard lock(id_lock);
+  auto [it, fresh] = stream_model_ids.try_emplace(model.id, next_stream_model);
+  if (fresh) model_ids[next_stream_model--] = model.id;
+  return it->second;
+}
 
 void StreamState::EnterAttachRequest(AttachRequest request, uint32_t attach_id,
                                      uint32_t notify_id, uint8_t hidden) {
@@ -24,16 +205,30 @@ void StreamState::EnterAttachRequest(AttachRequest request, uint32_t attach_id,
   std::push_heap(waiting.begin(), waiting.end(), LowerOrder);
 }
 
-// Takes the requests off the heap, highest order first, into the resolved
-// queue. Finding a model by name and expanding its includes belong between
-// the two steps, in the attachment code; a request whose model is known
-// goes on as it was entered.
 void StreamState::ResolveRequests() {
-  std::lock_guard lock(attach_lock);
+  Clock::time_point const start = Clock::now();
+  bool const live = (control_flags & ControlFlag::StandAlone) == 0;
+  size_t count = 0;
+  std::unique_lock lock(attach_lock);
   while (!waiting.empty()) {
     std::pop_heap(waiting.begin(), waiting.end(), LowerOrder);
-    resolved.push_back(std::move(waiting.back()));
+    AttachRequest request = std::move(waiting.back());
     waiting.pop_back();
+    lock.unlock();
+    ResolveRequest(*this, std::move(request));
+    ++count;
+    lock.lock();
+    if (live && Clock::now() - start > kLiveResolveTime) break;
+  }
+  lock.unlock();
+  if (count > kManyResolved) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  if (!live && count != 0) {
+    auto const ms = unsigned(
+        std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+    if (count == 1)
+      Log("Processed 1 model in %u ms.", ms);
+    else
+      Log("Processed %u models in %u ms.", unsigned(count), ms);
   }
 }
 

@@ -1,0 +1,415 @@
+// StreamState::Stream: the frame of a pass, its phases in their fixed order,
+// and the report at its end, which runs however the pass ends.
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "geometry/bounding/BoundingBoxD.h"
+#include "store/ModelImpl.h"
+#include "store/Logger.h"
+#include "store/PagedFile.h"
+#include "stream/AssetSending.h"
+#include "stream/AttachBatch.h"
+#include "stream/ControlFlags.h"
+#include "stream/ControlRecords.h"
+#include "stream/StreamRequest.h"
+#include "stream/StreamState.h"
+
+namespace QX::Store {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uint64_t kNoLimit = ~uint64_t{0};
+constexpr uint64_t kLiveBudget = 0x40000;
+constexpr size_t kLiveBatch = 256;
+constexpr uint32_t kGroupDoneEvent = 0x1000000B;
+
+char const* KindName(RequestKind kind) {
+  static char const* const names[] = {"NOTHING",
+                                      "VERSION",
+                                      "DIGEST",
+                                      "BOUNDINGS",
+                                      "STREAM",
+                                      "MESH_IDS",
+                                      "IMAGE_IDS",
+                                      "DATA_IDS",
+                                      "GROUP_IDS",
+                                      "MATERIAL_IDS",
+                                      "MATRIX_IDS",
+                                      "MATERIAL_MAP_IDS",
+                                      "COMPUTE_INSTANCE_INC_BOUNDING",
+                                      "GET_KEY_INFO",
+                                      "INSTANCE_IDS_WITH_MESH_DATA",
+                                      "INSTANCE_IDS_WITHOUT_MESH_DATA",
+                                      "INSTANCE_GROUP_INCS_WITH_MESH_DATA",
+                                      "INSTANCE_GROUP_INCS_WITHOUT_MESH_DATA",
+                                      "DEBUG_WORST_BOUNDING_RESIDUE"};
+  auto const index = uint32_t(kind);
+  return index < std::size(names) ? names[index] : "UNKNOWN";
+}
+
+// The key code that T carries for each kind of request.
+uint32_t PassEndCode(RequestKind kind) {
+  switch (kind) {
+    case RequestKind::MeshIds: return 7;
+    case RequestKind::ImageIds: return 8;
+    case RequestKind::DataIds: return 1;
+    case RequestKind::GroupIds: return 10;
+    case RequestKind::MaterialIds: return 3;
+    case RequestKind::MatrixIds: return 4;
+    case RequestKind::MaterialMapIds: return 2;
+    case RequestKind::ComputeInstanceIncBounding: return 12;
+    case RequestKind::InstanceIdsWithMeshData: return 0x20000005;
+    case RequestKind::InstanceIdsWithoutMeshData: return 5;
+    case RequestKind::InstanceGroupIncsWithMeshData: return 0x60000005;
+    case RequestKind::InstanceGroupIncsWithoutMeshData: return 0x40000005;
+    default: return 0;
+  }
+}
+
+unsigned MillisecondsSince(Clock::time_point start) {
+  return unsigned(
+      std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
+}
+
+// Sizes of the sent sets, in the order of the statistics line.
+std::array<uint64_t, 11> SentSizes(StreamState const& s) {
+  return {s.sent.groups.size(),          s.sent.materials.size(),
+          s.sent.line_patterns.size(),   s.sent.matrices.size(),
+          s.sent.material_maps.size(),   s.sent.mesh_definitions.size(),
+          s.counters.meshes_with_data,   s.image_progress.size(),
+          s.counters.images_sent,        s.sent.clip_regions.size(),
+          s.sent.poly_polygons.size()};
+}
+
+class Pass {
+ public:
+  Pass(StreamState& state, Streamer& sink, StreamRequest const& request)
+      : s_(state),
+        sink_(sink),
+        request_(request),
+        out_(state.output),
+        instances_(state.counters.instances_sent),
+        keyed_(state.sent.keyed_data.size()),
+        files_(state.files_opened ? *state.files_opened : 0),
+        sizes_(SentSizes(state)),
+        start_(Clock::now()) {}
+
+  void Run();
+  void Finish();
+
+ private:
+  bool Flag(uint32_t flag) const { return (s_.control_flags & flag) != 0; }
+  bool WithMeshData() const {
+    RequestKind const k = request_.kind;
+    return k != RequestKind::Digest && k != RequestKind::InstanceIdsWithoutMeshData &&
+           k != RequestKind::InstanceGroupIncsWithoutMeshData;
+  }
+  uint32_t RootStreamId() {
+    return s_.scene_root ? s_.StreamIdOf(s_.scene_root.Impl()) : kRootStreamModel;
+  }
+
+  void Attach();
+  void FirstBounds();
+  bool Recompute();
+  bool SendPriorityKeyedData();
+  void FillQueue();
+  bool RunIdleWork();
+  void SendGroups();
+  void WriteStatistics();
+
+  StreamState& s_;
+  Streamer& sink_;
+  StreamRequest const& request_;
+  StreamOutput& out_;
+  uint64_t budget_ = kLiveBudget;
+  bool bounds_dirty_ = false;
+  uint32_t const instances_;
+  uint64_t const keyed_;
+  uint64_t const files_;
+  std::array<uint64_t, 11> const sizes_;
+  Clock::time_point const start_;
+};
+
+// Runs the end of a pass also when an exception leaves it.
+class FinishGuard {
+ public:
+  explicit FinishGuard(Pass& pass) : pass_(pass) {}
+  ~FinishGuard() {
+    try {
+      pass_.Finish();
+    } catch (...) {
+      // The exception that ends the pass is the one the caller must see.
+    }
+  }
+
+ private:
+  Pass& pass_;
+};
+
+void Pass::Attach() {
+  if (Flag(ControlFlag::StandAlone)) s_.ResolveRequests();
+  std::vector<AttachRequest> batch;
+  {
+    std::lock_guard lock(s_.attach_lock);
+    size_t take = s_.resolved.size();
+    if (!Flag(ControlFlag::StandAlone) && take >= kLiveBatch) take = kLiveBatch;
+    for (size_t i = 0; i < take; ++i) {
+      AttachRequest& request = s_.resolved.front();
+      AttachGroup* group = request.group;
+      --group->open_requests;
+      if (std::find(s_.pending_groups.begin(), s_.pending_groups.end(), group) ==
+          s_.pending_groups.end())
+        s_.pending_groups.push_back(group);
+      batch.push_back(std::move(request));
+      s_.resolved.pop_front();
+    }
+    for (auto const& [id, group] : s_.attach_groups) group->more_to_come = group->open_requests != 0;
+  }
+  if (batch.empty()) return;
+  // Bounding previews are dropped here before new models come in.
+  Clock::time_point const start = Clock::now();
+  uint32_t const attached = AttachBatch(s_, batch);
+  if (attached == 0) return;
+  bounds_dirty_ = true;
+  unsigned const ms = MillisecondsSince(start);
+  if (attached == 1)
+    s_.Log("Attached 1 model in %u ms.", ms);
+  else
+    s_.Log("Attached %u models in %u ms.", attached, ms);
+}
+
+void Pass::FirstBounds() {
+  if (!s_.bits.bounds_unsent || !s_.bounds.Valid()) return;
+  out_.WriteModelContext(RootStreamId());
+  WriteBounds(out_.Buffer(), s_.bounds, s_.bounds_weight);
+  s_.bits.bounds_unsent = false;
+  // Detach commands and the wanted mark of the viewer are carried out here.
+}
+
+bool Pass::Recompute() {
+  if (!bounds_dirty_) return false;
+  BoundingBox const old_bounds = s_.bounds;
+  uint32_t const old_weight = s_.bounds_weight;
+  BoundingBox bounds = s_.bounds_sent ? BoundingBox{} : s_.bounds;
+  uint32_t weight = 0;
+  // New boxes that the viewer reported for meshes would be taken over here.
+  for (StreamInstance const* item : s_.items) {
+    weight += item->instance->weight;
+    Unite(bounds, item->bounds);
+  }
+  if (bounds.Valid()) s_.bounds = bounds;
+  s_.bounds_weight = weight;
+  bool const same = std::memcmp(&old_bounds, &s_.bounds, sizeof old_bounds) == 0;
+  if (!same || old_weight != weight) {
+    out_.WriteModelContext(RootStreamId());
+    WriteBounds(out_.Buffer(), s_.bounds, s_.bounds_weight);
+    s_.bounds_sent = true;
+  }
+  return true;
+}
+
+// Phase 15: each pending group's priority keyed data, and its end notice.
+// False if the sink died.
+bool Pass::SendPriorityKeyedData() {
+  Clock::time_point const start = Clock::now();
+  uint32_t const limit = budget_ == kNoLimit ? 0xFFFFFFFFu : uint32_t(budget_ / 2);
+  std::vector<AttachGroup*> done;
+  for (AttachGroup* group : s_.pending_groups) {
+    if (!out_.SinkAlive()) return false;
+    if (!group->keyed_list.empty()) SendKeyedData(s_, group->keyed_list, limit);
+    bool open;
+    {
+      std::lock_guard lock(s_.attach_lock);
+      open = group->open_requests != 0;
+    }
+    if (!group->keyed_list.empty() || open) continue;
+    if (group->notify_id != 0)
+      WriteEvent(out_.Buffer(), group->notify_id, kGroupDoneEvent, group->attach_id, {});
+    if (Flag(ControlFlag::StandAlone)) {
+      WriteText(out_.Buffer(), "<PRIORITY_KEYED_DATA_SENT>");
+    } else {
+      // The count comes from the key information of Part 4.9 once it exists.
+      WriteLiveText(out_.Buffer(), group->attach_id, "<PRIORITY_KEYED_DATA_SENT count=\"0\">");
+    }
+    done.push_back(group);
+  }
+  std::lock_guard lock(s_.attach_lock);
+  for (AttachGroup* group : done) {
+    std::erase(s_.pending_groups, group);
+    s_.attach_groups.erase(group->attach_id);
+  }
+  s_.counters.keyed_ms += MillisecondsSince(start);
+  return out_.SinkAlive();
+}
+
+void Pass::FillQueue() {
+  if (!s_.queue.Empty()) return;
+  bool const with_data = WithMeshData();
+  bool const on_demand = Flag(ControlFlag::StreamInstancesOnDemand);
+  s_.scratch_items.clear();
+  for (StreamInstance* item : s_.items) {
+    ItemFlags const& f = item->flags;
+    bool const done = f.definition_sent && f.instance_sent && (f.data_sent || !with_data);
+    if (done || (on_demand && !f.wanted)) continue;
+    s_.scratch_items.push_back(item);
+  }
+  ++s_.view.frame_serial;
+  s_.BuildPriorities(false, s_.scratch_items, &s_.queue);
+}
+
+// Phases 20 to 24, once the queue ran dry. False if the pass must end.
+bool Pass::RunIdleWork() {
+  if (!out_.FlushChunk(0)) return false;
+  if (budget_ != kNoLimit) budget_ /= 2;
+  if (!s_.pending_groups.empty() || sink_.bytes_sent > budget_) return false;
+  if (!s_.image_order.empty()) {
+    UpgradeImages(s_, budget_);
+    if (!out_.FlushChunk(0)) return false;
+  }
+  if (!s_.idle_keyed.empty() && Flag(ControlFlag::StreamKeyedDataOnIdle) &&
+      sink_.bytes_sent < budget_) {
+    uint64_t const room = budget_ - sink_.bytes_sent;
+    SendKeyedData(s_, s_.idle_keyed, room > 0xFFFFFFFFu ? 0xFFFFFFFFu : uint32_t(room));
+    if (!out_.FlushChunk(0)) return false;
+  }
+  SendGroups();
+  return true;
+}
+
+void Pass::SendGroups() {
+  if (s_.group_list.empty() || sink_.bytes_sent > budget_ || !s_.scene_root) return;
+  ModelImpl& root = s_.scene_root.Impl();
+  uint64_t const flush_size = FlushSize(sink_);
+  size_t sent = 0;
+  while (sent < s_.group_list.size()) {
+    SendGroup(s_, root, s_.group_list[s_.group_list.size() - 1 - sent]);
+    ++sent;
+    if (out_.Buffer().size() >= flush_size && !out_.FlushChunk(16)) break;
+    if (sink_.bytes_sent > budget_) break;
+  }
+  if (out_.Buffer().size() >= sink_.chunk_size / 2) out_.FlushChunk(16);
+  s_.group_list.resize(s_.group_list.size() - sent);
+}
+
+void Pass::Run() {
+  RequestKind const kind = request_.kind;
+  switch (kind) {
+    case RequestKind::Nothing: case RequestKind::Digest: case RequestKind::Stream:
+    case RequestKind::ComputeInstanceIncBounding: case RequestKind::InstanceIdsWithMeshData:
+    case RequestKind::InstanceIdsWithoutMeshData: case RequestKind::InstanceGroupIncsWithMeshData:
+    case RequestKind::InstanceGroupIncsWithoutMeshData:
+      break;
+    default:
+      // Report-only kinds, and the requests by id, which answer here once they exist.
+      return;
+  }
+  // A waiting restart command is carried out here.
+  if (!s_.bits.initialized) {
+    WriteStreamHead(out_.Buffer(), kRootStreamModel);
+    s_.bits.initialized = true;
+    s_.bits.bounds_unsent = true;
+    s_.Log("Stream init.");
+  }
+  Attach();
+  FirstBounds();
+  bool const recomputed = Recompute();
+  // Waiting replies and selection commands run here.
+  s_.bits.ejected_previews_stale = false;
+  if (s_.bits.cutoff_changed || s_.bits.culling_changed || recomputed) s_.queue.Reset();
+  s_.bits.cutoff_changed = s_.bits.culling_changed = false;
+  // Bounding previews are kept or rebuilt here.
+  if (kind == RequestKind::ComputeInstanceIncBounding) return;
+  // Changes of the mesh level move the items on mesh lists here.
+  s_.bits.mesh_level_changed = false;
+  if (kind != RequestKind::Digest && kind != RequestKind::Stream) return;
+  if (Flag(ControlFlag::StreamSetupOnly)) return;
+
+  budget_ = Flag(ControlFlag::NoStreamLimit) ? kNoLimit : kLiveBudget;
+  if (!SendPriorityKeyedData()) return;
+  s_.UpdateView(request_);
+  FillQueue();
+  // Instance previews are rebuilt here.
+  if (EmitQueue(s_, s_.queue, budget_, WithMeshData())) return;
+  RunIdleWork();
+}
+
+void Pass::Finish() {
+  bool const alive = out_.SinkAlive();
+  if (!out_.HasPayload() && sink_.bytes_sent == 0 && request_.request_id == 0) {
+    bool open;
+    {
+      std::lock_guard lock(s_.attach_lock);
+      open = !s_.attach_groups.empty();
+    }
+    if (open) {
+      sink_.status = alive ? 0 : 1;
+      s_.bits.idle_reported = false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    } else if (request_.kind == RequestKind::Stream) {
+      if (s_.bits.idle_marker_wanted) {
+        s_.bits.idle_marker_wanted = false;
+        WriteText(out_.Buffer(), "<IDLE_MARKER>");
+        s_.bits.idle_reported = false;
+      }
+      sink_.status = 2;
+    }
+  } else {
+    sink_.status = alive ? 0 : 1;
+    s_.bits.idle_reported = false;
+  }
+  if (!s_.bits.idle_reported) {
+    if (sink_.status == 2) {
+      s_.bits.idle_reported = true;
+      for (Model const& model : s_.held_models) {
+        model.Impl().stream_mesh_pages->DropPages();
+        model.Impl().stream_image_pages->DropPages();
+      }
+    }
+    WritePassEnd(out_.Buffer(), sink_.status, request_.request_id, PassEndCode(request_.kind));
+    out_.FlushChunk(0);
+    s_.counters.total_bytes += sink_.bytes_sent;
+    s_.counters.pass_ms = MillisecondsSince(start_);
+    WriteStatistics();
+  }
+  out_.EndPass();
+  s_.bits.in_stream = false;
+}
+
+void Pass::WriteStatistics() {
+  std::array<uint64_t, 11> const now = SentSizes(s_);
+  unsigned d[11];
+  for (size_t i = 0; i < now.size(); ++i) d[i] = unsigned(now[i] - sizes_[i]);
+  StreamCounters const& c = s_.counters;
+  uint64_t const keyed_now = s_.sent.keyed_data.size();
+  uint64_t const files_now = s_.files_opened ? *s_.files_opened : 0;
+  static char const* const status_names[] = {"E", "C", "I"};
+  s_.Log(
+      "i(%u %u) d(%u %u) b: %u Kb: %u bKib: %u mKib: (%u %u) ms(%u %u %u) "
+      "(%u %u %u %u %u %u %u %u %u %u %u) vs(%u %u) T: %u F: %u %s -> %s",
+      unsigned(s_.item_count - c.instances_sent), c.instances_sent - instances_,
+      unsigned(s_.keyed_data_total - keyed_), unsigned(keyed_now - keyed_), sink_.bytes_sent,
+      unsigned(c.total_bytes >> 10), unsigned(c.preview_bytes >> 10),
+      unsigned(s_.budget.resident), unsigned(s_.budget.ejected), c.pass_ms, out_.LastWriteMs(),
+      c.keyed_ms, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[10], 0u, 0u,
+      c.waiting_images, unsigned(files_now - files_), KindName(request_.kind),
+      sink_.status < 3 ? status_names[sink_.status] : "E");
+}
+
+}  // namespace
+
+void StreamState::Stream(Streamer& sink, StreamRequest const& request) {
+  if (bits.in_stream) throw Exception("Stream() can not be called recursively.");
+  output.BeginPass(sink, control_flags);
+  bits.in_stream = true;
+  counters.pass_ms = counters.keyed_ms = 0;
+  Pass pass(*this, sink, request);
+  FinishGuard guard(pass);
+  pass.Run();
+}
+
+}  // namespace QX::Store

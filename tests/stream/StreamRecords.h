@@ -1,0 +1,45 @@
+#pragma once
+// A stream read back for tests: every record with the model context it
+// stands in, blocks expanded and left out.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "files/ByteOrder.h"
+#include "stream/StreamReader.h"
+#include "stream/WireTags.h"
+
+namespace QX::Store::test {
+
+struct ReadRecord {
+  uint32_t tag = 0;
+  uint32_t context = kNoContext;
+  Bytes bytes;
+  uint32_t Word(size_t index) const { return GetU32(bytes.data() + 4 * index); }
+};
+
+inline std::vector<ReadRecord> ReadRecords(std::span<uint8_t const> stream) {
+  std::vector<ReadRecord> records;
+  StreamReader reader(stream);
+  StreamRecord r;
+  uint32_t context = kNoContext;
+  while (reader.Next(r)) {
+    if (r.is_block) continue;
+    if (r.tag == Tag::Context) context = GetU32(r.bytes.data() + 4);
+    records.push_back({r.tag, context, Bytes(r.bytes.begin(), r.bytes.end())});
+  }
+  EXPECT_FALSE(reader.Failed()) << reader.Error() << " at " << reader.ErrorOffset();
+  return records;
+}
+
+// The tags of the records, without N.
+inline std::vector<uint32_t> TagsOf(std::vector<ReadRecord> const& records) {
+  std::vector<uint32_t> tags;
+  for (ReadRecord const& r : records)
+    if (r.tag != Tag::Context) tags.push_back(r.tag);
+  return tags;
+}
+
+}  // namespace QX::Store::test

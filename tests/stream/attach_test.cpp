@@ -1,0 +1,143 @@
+// Attaching models to a stream: a model that includes itself, a model that
+// includes another one, and an included model that can't be found.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "store/ModelImpl.h"
+#include "stream/ControlFlags.h"
+#include "stream/StreamRequest.h"
+#include "stream/StreamState.h"
+#include "tests/geometry/mesh/TestMesh.h"
+#include "tests/store/StoreFixture.h"
+#include "tests/stream/RecordingSink.h"
+#include "tests/stream/StreamRecords.h"
+
+namespace {
+
+using namespace QX::Store;
+using namespace QX::Store::test;
+using qx_store_test::StoreTest;
+
+constexpr uint32_t kStandAloneFlags = ControlFlag::StreamCulled | ControlFlag::NoStreamLimit |
+                                      ControlFlag::StandAlone | ControlFlag::StreamKeyedDataOnIdle;
+
+class Attach : public StoreTest {
+ protected:
+  Attach() { sink.chunk_size = 0x20000; }
+
+  // A model with one grid mesh placed once at `x`, including itself.
+  Model GridModel(std::string const& name, double x, bool include_self = true) {
+    Model model = Open(name);
+    if (include_self) model.Include(model, 0);
+    qx_test::TestMesh grid = qx_test::GridMesh(4);
+    double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, x, 0, 0};
+    model.InsertInstance(model.InsertMesh(grid.Data()), model.InsertMatrix(matrix), kNoKey,
+                         kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
+    model.PrepareStream(1);
+    return model;
+  }
+
+  std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind) {
+    StreamRequest request;
+    request.kind = kind;
+    sink.chunks.clear();
+    state.Stream(sink, request);
+    return ReadRecords(sink.Payloads());
+  }
+
+  static std::vector<ReadRecord> Only(std::vector<ReadRecord> const& records, uint32_t tag) {
+    std::vector<ReadRecord> out;
+    std::copy_if(records.begin(), records.end(), std::back_inserter(out),
+                 [&](ReadRecord const& r) { return r.tag == tag; });
+    return out;
+  }
+
+  static std::string TextOf(ReadRecord const& r) {
+    return std::string(reinterpret_cast<char const*>(r.bytes.data() + 8), r.Word(1) - 1);
+  }
+
+  RecordingSink sink;
+};
+
+TEST_F(Attach, SelfIncludeMakesOneInclusionInModelSpace) {
+  Model model = GridModel("self", 5);
+  uint32_t const flags = kStandAloneFlags;
+  StreamState state(model, &flags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
+
+  ASSERT_EQ(state.attached.size(), 1u);
+  StreamAttachedModel const& attached = state.attached.begin()->second;
+  EXPECT_EQ(attached.inclusion_id, 0xFFFFFFFEu);
+  ASSERT_EQ(attached.instances.size(), 1u);
+  StreamInstance const& item = attached.instances.begin()->second;
+  EXPECT_FLOAT_EQ(item.bounds.min_x, 5.0f);  // model space is scene space
+  EXPECT_EQ(item.flags.classes, 7u);
+  EXPECT_EQ(state.StreamIdOf(model.Impl()), 0xFFFFFFFDu);
+  std::vector<ReadRecord> const inclusions = Only(records, Tag::Inclusion);
+  ASSERT_EQ(inclusions.size(), 1u);
+  EXPECT_EQ(inclusions[0].Word(3), 0xFFFFFFFEu);
+  EXPECT_EQ(Only(records, Tag::TreeHead).size(), 1u);
+  EXPECT_EQ(log.Count("Processed 1 model in "), 1);
+  EXPECT_EQ(log.Count("Attached 1 model in "), 1);
+}
+
+TEST_F(Attach, ModelWithoutIncludesStandsAsItsOwnRoot) {
+  Model model = GridModel("alone", 0, false);
+  uint32_t const flags = kStandAloneFlags;
+  StreamState state(model, &flags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
+  EXPECT_EQ(Only(records, Tag::Instance).size(), 1u);
+  EXPECT_TRUE(state.scene_root == model);
+}
+
+TEST_F(Attach, ForeignModelGetsItsOwnStreamIdAndComposedMatrix) {
+  Model part = GridModel("part", 0, false);
+  Model host = GridModel("host", 0);
+  double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 100, 0};
+  host.Include(part, host.InsertMatrix(shift));
+  uint32_t const flags = kStandAloneFlags;
+  StreamState state(host, &flags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
+
+  std::vector<ReadRecord> const inclusions = Only(records, Tag::Inclusion);
+  ASSERT_EQ(inclusions.size(), 2u);
+  EXPECT_EQ(inclusions[0].Word(2), 0xFFFFFFFDu);  // the host model: -3
+  EXPECT_EQ(inclusions[1].Word(1), 0xFFFFFFFDu);  // second inclusion id: -3
+  EXPECT_EQ(inclusions[1].Word(2), 0xFFFFFFFCu);  // the part: -4
+  EXPECT_EQ(inclusions[1].Word(3), 0xFFFFFFFDu);  // its matrix key in the root: -3
+  Matrix const* placed = host.Impl().matrices.Find(0xFFFFFFFDu);
+  ASSERT_NE(placed, nullptr);
+  EXPECT_DOUBLE_EQ((*placed)[10], 100.0);
+
+  auto const part_item = std::find_if(state.items.begin(), state.items.end(), [&](auto* item) {
+    return item->model == &part.Impl();
+  });
+  ASSERT_NE(part_item, state.items.end());
+  EXPECT_FLOAT_EQ((*part_item)->bounds.min_y, 100.0f);
+  EXPECT_EQ(Only(records, Tag::Instance).size(), 2u);
+  EXPECT_EQ(Only(records, Tag::TreeHead).size(), 2u);
+}
+
+TEST_F(Attach, MissingModelIsReportedWithItsNameEscaped) {
+  std::string const name = "gone\"\x01";
+  {
+    Model part = GridModel(name, 0, false);
+    Model host = GridModel("keeps", 0);
+    host.Include(part, 0);
+  }
+  std::filesystem::remove_all(dir.Path() / name);
+  Model host = Open("keeps");
+  uint32_t const flags = kStandAloneFlags;
+  StreamState state(host, &flags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
+
+  std::vector<ReadRecord> const texts = Only(records, Tag::Text);
+  ASSERT_FALSE(texts.empty());
+  EXPECT_EQ(TextOf(texts[0]), "<MISSING_MODEL data=\"../gone\\\"\\u0001\">");
+  EXPECT_EQ(log.Count("Failed to find attached model in search path: ../gone"), 1);
+  EXPECT_EQ(Only(records, Tag::Instance).size(), 1u);  // the host's own goes on
+}
+
+}  // namespace
