@@ -45,6 +45,12 @@ export class StreamWriter {
     return this.add(record(u32(101, subject, words.length, code, extra, ...words)));
   }
 
+  // A view's camera looking from `position` at `target`, and its background colour.
+  view(key, { position, target, up }, background) {
+    this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, 1, 1)]));
+    return this.add(record([...u32(80, key), ...f32(...background), ...u32(0)]));
+  }
+
   bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
 
   matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }

@@ -75,6 +75,7 @@ export function sampleScene({ compressed = null } = {}) {
   const m = ROOT_MODEL;
   w.head()
     .event(0xFFFFFFFE, 0x4000009, 0, [m, m]).sceneRoot(m)
+    .view(0, { position: [4, -6, 8], target: [0, 1.5, 0.5], up: [0, 0, 1] }, [0.85, 0.9, 0.85])
     .event(0xFFFFFFFE, 0x4000009, 0, [m, m]).event(m, 0x400000B, 0, [FIRST_INCLUSION, 1])
     .context(m).matrix(INCLUSION_MATRIX, translate(0, 0, 0.5))
     .inclusion(FIRST_INCLUSION, m, INCLUSION_MATRIX)

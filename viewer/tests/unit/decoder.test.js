@@ -27,9 +27,9 @@ const strip = (records) => records.map(({ reader, pos, ...rest }) =>
 
 test('the sample stream decodes to the records written, in order', () => {
   const names = decodeAll(sampleScene()).map((r) => r.name).join(' ');
-  assert.equal(names, 'V e 3 e e N matrix i o O B d N U S S S S S S A M I S matrix I matrix M matrix I E material M matrix I M matrix I E T N Q R r r Q T');
+  assert.equal(names, 'V e 3 c P e e N matrix i o O B d N U S S S S S S A M I S matrix I matrix M matrix I E material M matrix I M matrix I E T N Q R r r Q T');
   const state = load(sampleScene());
-  assert.deepEqual(state.counts, { records: 47, instances: 5, meshes: 3, meshData: 3, images: 1, keyedData: 1, missing: 0, passes: 2 });
+  assert.deepEqual(state.counts, { records: 49, instances: 5, meshes: 3, meshData: 3, images: 1, keyedData: 1, missing: 0, passes: 2 });
   assert.equal(state.sceneRoot, ROOT_MODEL);
   assert.deepEqual(state.bounds, [-4, -1, -0.5, 4, 4, 1.5]);
   assert.deepEqual(state.texts, ['<PRIORITY_KEYED_DATA_SENT>']);
