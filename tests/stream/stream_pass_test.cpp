@@ -1,0 +1,235 @@
+// Passes of a stream state: what each kind of request writes, how a pass
+// ends, and the byte and memory budgets.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "store/ModelImpl.h"
+#include "stream/AssetSending.h"
+#include "stream/ControlFlags.h"
+#include "stream/StreamRequest.h"
+#include "stream/StreamState.h"
+#include "tests/geometry/mesh/TestMesh.h"
+#include "tests/store/StoreFixture.h"
+#include "tests/stream/RecordingSink.h"
+#include "tests/stream/StreamRecords.h"
+
+namespace {
+
+using namespace QX::Store;
+using namespace QX::Store::test;
+using qx_store_test::StoreTest;
+using qx_store_test::ThrownText;
+
+constexpr uint32_t kFileFlags = ControlFlag::StreamCulled | ControlFlag::StreamKeyedDataOnIdle |
+                                ControlFlag::NoStreamLimit | ControlFlag::AggressiveCompression |
+                                ControlFlag::StandAlone;
+
+class StreamPass : public StoreTest {
+ protected:
+  StreamPass() { sink.chunk_size = 0x20000; }
+
+  // A self-including model with one instance of a grid of n x n points per
+  // entry of `sizes`, each at its own place and scaled by its index + 1.
+  Model GridModel(char const* name, std::vector<uint32_t> const& sizes) {
+    Model model = Open(name);
+    model.Include(model, 0);
+    for (size_t i = 0; i < sizes.size(); ++i) {
+      qx_test::TestMesh grid = qx_test::GridMesh(sizes[i]);
+      double const s = double(i + 1);
+      double const matrix[12] = {s, 0, 0, 0, s, 0, 0, 0, s, 1000.0 * i, 0, 0};
+      model.InsertInstance(model.InsertMesh(grid.Data()), model.InsertMatrix(matrix), kNoKey,
+                           kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
+    }
+    model.PrepareStream(1);
+    return model;
+  }
+
+  std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind, uint32_t request_id = 0) {
+    StreamRequest request;
+    request.kind = kind;
+    request.request_id = request_id;
+    sink.chunks.clear();
+    state.Stream(sink, request);
+    return ReadRecords(sink.Payloads());
+  }
+
+  static size_t CountOf(std::vector<ReadRecord> const& records, uint32_t tag) {
+    return size_t(std::count_if(records.begin(), records.end(),
+                                [&](ReadRecord const& r) { return r.tag == tag; }));
+  }
+
+  RecordingSink sink;
+};
+
+TEST_F(StreamPass, VersionOnANewStateWritesOnlyItsEnd) {
+  Model model = GridModel("v", {4});
+  StreamState state(model, &kFileFlags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Version, 9);
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].tag, Tag::PassEnd);
+  EXPECT_EQ(records[0].Word(2), 9u);
+  EXPECT_EQ(log.Count("Stream init."), 0);
+  EXPECT_EQ(log.Count("i(0 0) d("), 1);
+  EXPECT_TRUE(log.lines.back().ends_with(" VERSION -> E")) << log.lines.back();
+}
+
+TEST_F(StreamPass, FinishedStreamReportsIdleOnceThenStaysSilent) {
+  Model model = GridModel("idle", {4, 5});
+  StreamState state(model, &kFileFlags);
+  Pass(state, RequestKind::Digest);
+  std::vector<ReadRecord> const data = Pass(state, RequestKind::Stream);
+  EXPECT_EQ(CountOf(data, Tag::SmallMesh), 2u);
+  EXPECT_EQ(sink.status, 0u);
+
+  std::vector<ReadRecord> const idle = Pass(state, RequestKind::Stream);
+  ASSERT_EQ(idle.size(), 1u);
+  EXPECT_EQ(idle[0].Word(1), 2u);
+  EXPECT_EQ(sink.status, 2u);
+  EXPECT_TRUE(log.lines.back().ends_with(" STREAM -> I")) << log.lines.back();
+
+  EXPECT_TRUE(Pass(state, RequestKind::Stream).empty());
+  EXPECT_TRUE(sink.chunks.empty());
+  // A request id always gets its answer.
+  EXPECT_EQ(Pass(state, RequestKind::Stream, 4).size(), 1u);
+}
+
+TEST_F(StreamPass, SetupOnlyStopsBeforeKeyedDataAndInstances) {
+  Model model = GridModel("setup", {4});
+  uint32_t const flags = kFileFlags | ControlFlag::StreamSetupOnly;
+  StreamState state(model, &flags);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
+  EXPECT_EQ(records.front().tag, Tag::Head);
+  EXPECT_EQ(CountOf(records, Tag::Inclusion), 1u);
+  EXPECT_GE(CountOf(records, Tag::Bounds), 1u);
+  EXPECT_EQ(CountOf(records, Tag::Text), 0u);
+  EXPECT_EQ(CountOf(records, Tag::Instance), 0u);
+  EXPECT_EQ(records.back().tag, Tag::PassEnd);
+}
+
+TEST_F(StreamPass, DeadSinkEndsThePassInOrder) {
+  Model model = GridModel("dead", {4, 4, 4});
+  StreamState state(model, &kFileFlags);
+  sink.alive = false;
+  Pass(state, RequestKind::Digest);
+  EXPECT_EQ(sink.status, 1u);
+  EXPECT_FALSE(state.bits.in_stream);
+  EXPECT_TRUE(log.lines.back().ends_with(" DIGEST -> C")) << log.lines.back();
+  // The state takes further passes, without exception.
+  sink.alive = true;
+  Pass(state, RequestKind::Stream);
+  EXPECT_EQ(sink.status, 0u);
+}
+
+// A sink that calls back into its stream state.
+class ReenteringSink : public RecordingSink {
+ public:
+  bool Write(uint8_t* data, size_t size) override {
+    if (state != nullptr) {
+      StreamState* inner = std::exchange(state, nullptr);
+      StreamRequest request;
+      inner->Stream(*this, request);
+    }
+    return RecordingSink::Write(data, size);
+  }
+  StreamState* state = nullptr;
+};
+
+TEST_F(StreamPass, RecursiveCallThrowsAndTheStateRecovers) {
+  Model model = GridModel("again", {4});
+  StreamState state(model, &kFileFlags);
+  ReenteringSink reentering;
+  reentering.chunk_size = 0x20000;
+  reentering.state = &state;
+  StreamRequest request;
+  request.kind = RequestKind::Digest;
+  EXPECT_EQ(ThrownText([&] { state.Stream(reentering, request); }),
+            "Stream() can not be called recursively.");
+  EXPECT_FALSE(state.bits.in_stream);
+  Pass(state, RequestKind::Stream);
+  EXPECT_EQ(sink.status, 0u);
+}
+
+TEST_F(StreamPass, MeshLargerThanTheBudgetIsReportedAndItsInstanceStillSent) {
+  Model model = GridModel("large", {330, 4});
+  MeshRecord const* big = model.Impl().FindMesh(1);
+  ASSERT_NE(big, nullptr);
+  ASSERT_GT(big->stream_kib, 1024u);
+  StreamState state(model, &kFileFlags);
+  state.SetLimitMiB(1);
+  Pass(state, RequestKind::Digest);
+  std::vector<ReadRecord> const records = Pass(state, RequestKind::Stream);
+
+  auto const missing = std::find_if(records.begin(), records.end(), [](ReadRecord const& r) {
+    return r.tag == Tag::Missing && r.Word(3) == 0x28000007u;
+  });
+  ASSERT_NE(missing, records.end());
+  EXPECT_EQ(missing->Word(2), big->key);
+  EXPECT_EQ(CountOf(records, Tag::LargeMesh), 0u);
+  EXPECT_EQ(CountOf(records, Tag::SmallMesh), 1u);  // the small mesh fits
+  EXPECT_EQ(state.counters.instances_sent, 2u);
+  EXPECT_EQ(state.ejected_items.size(), 1u);
+}
+
+TEST_F(StreamPass, LimitedPassesStayWithinTheirByteBudgetAndFinish) {
+  Model model = GridModel("live", {60, 61, 62, 63, 64, 65});
+  uint32_t const flags = ControlFlag::StreamCulled | ControlFlag::StandAlone;
+  StreamState state(model, &flags);
+  Bytes all;
+  int passes = 0;
+  for (RequestKind kind : {RequestKind::Digest, RequestKind::Stream}) {
+    do {
+      ++passes;
+      StreamRequest request;
+      request.kind = kind;
+      sink.chunks.clear();
+      state.Stream(sink, request);
+      uint64_t largest = 0;
+      for (Bytes const& chunk : sink.chunks) largest = std::max<uint64_t>(largest, chunk.size());
+      EXPECT_LE(sink.bytes_sent, 0x40000u + 2 * largest);
+      Bytes const payload = sink.Payloads();
+      all.insert(all.end(), payload.begin(), payload.end());
+    } while (sink.status == 0 && passes < 100);
+  }
+  EXPECT_GT(passes, 3);
+  std::vector<ReadRecord> const records = ReadRecords(all);
+  EXPECT_EQ(CountOf(records, Tag::Instance), 6u);
+  EXPECT_EQ(CountOf(records, Tag::MeshDef), 6u);
+  EXPECT_EQ(CountOf(records, Tag::SmallMesh), 6u);
+}
+
+TEST_F(StreamPass, ABetterMeshEvictsAResidentOne) {
+  // Two meshes of some 600 KiB each under a limit of 1 MiB; the second
+  // instance is drawn larger, so it outranks the first once both are known.
+  Model model = GridModel("evict", {200, 201});
+  ModelImpl& impl = model.Impl();
+  MeshRecord const& first = *impl.FindMesh(1);
+  MeshRecord const& second = *impl.FindMesh(2);
+  ASSERT_GT(first.stream_kib, 512u);
+  ASSERT_LT(first.stream_kib, 1024u);
+  StreamState state(model, &kFileFlags);
+  state.SetLimitMiB(1);
+  Pass(state, RequestKind::Digest);
+
+  state.output.BeginPass(sink, state.control_flags);
+  sink.chunks.clear();
+  ++state.view.frame_serial;
+  EXPECT_TRUE(SendMeshData(state, impl, first, ~uint64_t{0}, 1.0f));
+  ++state.view.frame_serial;
+  EXPECT_TRUE(SendMeshData(state, impl, second, ~uint64_t{0}, 2.0f));
+  state.output.FlushChunk(0);
+  state.output.EndPass();
+
+  std::vector<ReadRecord> const records = ReadRecords(sink.Payloads());
+  auto const ejected = std::find_if(records.begin(), records.end(), [](ReadRecord const& r) {
+    return r.tag == Tag::StateChange;
+  });
+  ASSERT_NE(ejected, records.end());
+  EXPECT_EQ(ejected->Word(2), first.key);
+  EXPECT_EQ(ejected->Word(3), 0x20000007u);
+  EXPECT_EQ(state.budget.resident, second.stream_kib);
+  EXPECT_EQ(state.budget.ejected, first.stream_kib);
+  EXPECT_EQ(state.mesh_progress.at(&first).next_chunk, 0u);
+}
+
+}  // namespace
