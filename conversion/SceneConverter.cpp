@@ -1,0 +1,230 @@
+#include "conversion/SceneConverter.h"
+
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "scene/ConditionalExpression.h"
+#include "scene/Database.h"
+#include "scene/Helpers.h"
+#include "scene/IncludeKey.h"
+#include "scene/KeyPath.h"
+#include "scene/ReferenceKey.h"
+#include "scene/SearchResults.h"
+#include "scene/SegmentKits.h"
+#include "scene/ShellKey.h"
+#include "scene/VisibilityKit.h"
+#include "store/Logger.h"
+#include "store/Model.h"
+
+namespace KZV {
+
+PathAttributes::PathAttributes(SceneConverter& c, KeyPath const& key_path)
+    : NetMatrix([&key_path] {
+        MatrixKit kit;
+        key_path.ShowNetModellingMatrix(kit);
+        return kit;
+      }),
+      MatrixId([this, &c] { return c.InsertMatrix(NetMatrix.Get()); }),
+      TextAttributes([&key_path] {
+        TextAttributeKit kit;
+        key_path.ShowNetTextAttribute(kit);
+        return kit;
+      }),
+      Palette([&c, &key_path] { return c.MakePalette(key_path); }),
+      Materials([this, &c, &key_path] { return c.MakeMaterialSet(key_path, Palette); }),
+      Visibility([&c, &key_path] { return c.ComputeVisibility(key_path); }),
+      Handedness([&c, &key_path] { return c.ComputeHandedness(key_path); }),
+      ClipRegions([&c, &key_path] { return c.ComputeClipRegions(key_path); }) {}
+
+SceneConverter::SceneConverter(SegmentKey const& root, ConverterOptions const& options,
+                               QX::Store::Logger& logger, QX::Store::Model& model, uint32_t inclusion)
+    : options_(options), logger_(&logger), model_(&model), inclusion_(inclusion), root_(root) {
+  if (options_.BuildAssemblyTree) throw std::invalid_argument("The assembly tree isn't supported by this converter.");
+  if (options_.SplitPointClouds) throw std::invalid_argument("Point cloud splitting isn't supported by this converter.");
+  OffScreenWindowOptionsKit window_options;
+  window_options.SetDriver(Window::Driver::Default);
+  scratch_ = Database::CreateOffScreenWindow(100, 100, window_options);
+  work_mesh_.Reset();
+  work_mesh_.flags = QX::Store::kFreshMeshFlags;
+
+  auto const& c = options_.DefaultColor;
+  model_->SetMaterial(0, QX::Store::RGBAColor{c[0], c[1], c[2], c[3]});
+  materials_.emplace(DefaultMaterial(), 0);
+  MatrixFloats identity;
+  identity.values = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+  matrices_.emplace(identity, 0);
+
+  if (options_.ExportUserData) user_data_key_ = model_->InsertKeyedData(0, nullptr, 0);
+  if (options_.GroupAllInstances) model_->InsertGroup({}, {});
+}
+
+SceneConverter::~SceneConverter() noexcept(false) {
+  // While an exception unwinds, the model keeps what it has and the scratch
+  // window still goes.
+  bool const unwinding = std::uncaught_exceptions() > 0;
+  scratch_.Delete();
+  if (!unwinding) FinishModel();
+}
+
+void SceneConverter::Log(char const* text) const {
+  if (options_.Verbose) logger_->Message(text);
+}
+
+bool SceneConverter::ShouldEnter(KZVI::Helpers::GrownKeyPath const& path) {
+  SegmentKey const segment(path.Peek());
+  CameraKit camera;
+  if (segment.ShowCamera(camera)) return false;
+
+  CullingKit culling;
+  bool state = false;
+  Vector direction;
+  if (segment.ShowCulling(culling) && culling.ShowVector(state, direction)) {
+    double product = 1.0;
+    for (float v : {direction.x, direction.y, direction.z})
+      if (v != 0.0f) product *= v;
+    if (product > 0) return false;
+  }
+
+  if (options_.HonorVisibility) {
+    BoundingKit bounding;
+    AttributeLockKit locks;
+    VisibilityKit visibility;
+    bool excluded = false, locked = false;
+    if (segment.ShowBounding(bounding) && bounding.ShowExclusion(excluded) && excluded &&
+        segment.ShowAttributeLock(locks) && locks.ShowLock(AttributeLock::Type::Visibility, locked) && locked &&
+        segment.ShowVisibility(visibility)) {
+      bool on = false;
+      bool const any_on = (visibility.ShowFaces(on) && on) || (visibility.ShowLines(on) && on) ||
+                          (visibility.ShowVertices(on) && on) || (visibility.ShowText(on) && on);
+      if (!any_on) return false;
+    }
+  }
+  return true;
+}
+
+void SceneConverter::Visit(KZVI::Helpers::GrownKeyPath const& path) {
+  UpdateBySegPath(path, SegmentKey(path.Peek()), true);
+}
+
+VisibilityMasks SceneConverter::ComputeVisibility(KeyPath const& key_path) const {
+  VisibilityMasks masks;
+  VisibilityKit kit;
+  if (!key_path.ShowNetVisibility(kit)) return masks;
+  bool on = false;
+  if (kit.ShowFaces(on)) masks.elements = on ? 15 : 14;
+  if (kit.ShowLines(on) && !on) masks.elements &= ~2u;
+  if (kit.ShowVertices(on) && !on) masks.elements &= ~4u;
+  if (kit.ShowText(on) && !on) masks.elements &= ~8u;
+  if (kit.ShowFaceLights(on)) masks.lights = on ? 15 : 14;
+  if (kit.ShowEdgeLights(on) && !on) masks.lights &= ~2u;
+  if (kit.ShowMarkerLights(on) && !on) masks.lights &= ~4u;
+  return masks;
+}
+
+// 0 left, 1 right, 2 none; a path without the attribute counts as left.
+uint64_t SceneConverter::ComputeHandedness(KeyPath const& key_path) const {
+  DrawingAttributeKit kit;
+  Drawing::Handedness value{};
+  if (!key_path.ShowNetDrawingAttribute(kit) || !kit.ShowPolygonHandedness(value)) return 0;
+  switch (static_cast<uint32_t>(value)) {
+    case 0: return 2;
+    case 1: return 0;
+    case 2: return 1;
+    default:
+      KZVI::DBI::Warning("Encountered corrupted polygon handedness value during export.", Info::Code::Warning);
+      return 0;
+  }
+}
+
+void SceneConverter::LogPath(KeyPath const& key_path) const {
+  std::string text = "UpdateBySegPath: ";
+  auto const& keys = key_path.Keys();
+  auto name_of = [](SegmentKey const& s) {
+    UTF8 const name = s.Name();
+    return name.Empty() ? std::string("(ANON)") : name.str();
+  };
+  for (auto it = keys.rbegin(); it != keys.rend(); ++it) {
+    if (it->Type() == TypeCode::Segment) text += "/" + name_of(SegmentKey(*it));
+    else if (it->Type() == TypeCode::Include) text += "/@{" + name_of(IncludeKey(*it).GetTarget()) + "}";
+  }
+  logger_->Message(text.c_str());
+}
+
+void SceneConverter::UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, SegmentKey segment,
+                                     bool follow_references) {
+  KeyPath const& key_path = path.KeyPath();
+  if (options_.Verbose) LogPath(key_path);
+  PathAttributes cells(*this, key_path);
+  if (!options_.SkipLines && options_.GeometryMode == 1) MergeLines(segment);
+
+  SearchResults found;
+  segment.Find(Search::Type::Geometry, Search::Space::SegmentOnly, found);
+  uint32_t const mode = options_.GeometryMode;
+  bool pooled = false;
+  for (auto it = found.GetIterator(); it.IsValid(); it.Next()) {
+    GeometryKey const geometry(it.GetItem());
+    if (geometry.Type() == TypeCode::Reference) {
+      if (follow_references) FollowReference(path, ReferenceKey(geometry), cells);
+      continue;
+    }
+    ConvertEntry(key_path, geometry, cells, cells.MatrixId, mode, pooled);
+  }
+  if (mode == 2 && pooled) InsertSegmentInstances(key_path, segment, cells);
+}
+
+// One geometry of a segment, or a geometry that a reference points at.
+void SceneConverter::ConvertEntry(KeyPath const& key_path, GeometryKey const& geometry, PathAttributes& cells,
+                                  Lazy<uint32_t>& matrix_id, uint32_t mode, bool& pooled) {
+  std::optional<MaterialMappingKit> own_mapping;
+  if (geometry.Type() == TypeCode::Shell) {
+    MaterialMappingKit kit;
+    if (ShellKey(geometry).ShowMaterialMapping(kit)) own_mapping = kit;
+  }
+  if (mode == 2 && !own_mapping) {
+    bool is_text = false;
+    uint64_t const handedness = cells.Handedness.Get();
+    QX::Store::MeshData* mesh = ConvertGeometry(cells.Visibility.Get().elements, geometry, cells.Palette,
+                                                cells.TextAttributes, key_path, handedness, is_text);
+    if (mesh) AddToBucket(*mesh, is_text);
+    pooled = true;
+    return;
+  }
+  if (options_.HonorVisibility && cells.Visibility.Get().elements == 0) return;
+  InsertGeometryInstance(key_path, geometry, cells, matrix_id, own_mapping ? &*own_mapping : nullptr);
+}
+
+void SceneConverter::FollowReference(KZVI::Helpers::GrownKeyPath const& path, ReferenceKey const& reference,
+                                     PathAttributes& attributes) {
+  KeyPath const& key_path = path.KeyPath();
+  ConditionalExpression condition;
+  if (reference.ShowConditionalExpression(condition)) {
+    UTF8Array conditions;
+    key_path.ShowNetConditions(conditions);
+    if (!condition.IsSatisfiedBy(conditions)) return;
+  }
+  Log("FollowReference");
+
+  // The reference's own matrix acts first, then the path's.
+  Lazy<MatrixKit> reference_matrix([&reference, &attributes] {
+    MatrixKit own;
+    reference.ShowModellingMatrix(own);
+    return own * attributes.NetMatrix.Get();
+  });
+  Lazy<uint32_t> reference_matrix_id([this, &reference_matrix] { return InsertMatrix(reference_matrix.Get()); });
+
+  KeyArray targets;
+  if (reference.ShowTargets(targets, true) == 0) return;
+  uint32_t const mode = options_.GeometryMode;
+  bool pooled = false;
+  for (Key const& target : targets) {
+    if (target.Type() == TypeCode::Segment) {
+      UpdateBySegPath(path, SegmentKey(target), false);
+      continue;
+    }
+    if (target.Type() == TypeCode::Reference) continue;
+    ConvertEntry(key_path, GeometryKey(target), attributes, reference_matrix_id, mode, pooled);
+  }
+}
+
+}  // namespace KZV

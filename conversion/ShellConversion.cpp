@@ -1,0 +1,328 @@
+// Geometry dispatch and the conversion of shells into the work mesh.
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+#include <unordered_map>
+
+#include "conversion/SceneConverter.h"
+#include "conversion/UnitToByte.h"
+#include "scene/ShellKey.h"
+
+namespace KZV {
+
+namespace {
+
+using QX::Store::MeshData;
+
+static_assert(sizeof(Point) == sizeof(QX::Store::Point) && std::is_standard_layout_v<Point>);
+static_assert(sizeof(Vector) == sizeof(QX::Store::Point) && std::is_standard_layout_v<Vector>);
+
+QX::Store::Point const* StorePoints(PointArray const& points) {
+  return reinterpret_cast<QX::Store::Point const*>(points.data());
+}
+
+void AppendTuple(std::vector<uint32_t>& element, uint32_t index, uint32_t stride) {
+  element.insert(element.end(), stride, index);
+}
+
+Drawing::Handedness ToolkitHandedness(uint64_t code) {
+  switch (code) {
+    case 0: return Drawing::Handedness::Left;
+    case 1: return Drawing::Handedness::Right;
+    default: return Drawing::Handedness::None;
+  }
+}
+
+struct RgbKey {
+  float r, g, b;
+  bool operator==(RgbKey const& o) const { return r == o.r && g == o.g && b == o.b; }
+};
+struct RgbKeyHash {
+  size_t operator()(RgbKey const& k) const { return detail::FloatHash(&k.r, 3); }
+};
+
+}  // namespace
+
+MeshData* SceneConverter::ConvertGeometry(uint32_t visibility, GeometryKey const& geometry, LazyPalette& palette,
+                                          Lazy<TextAttributeKit>& text_attributes, KeyPath const& key_path,
+                                          uint64_t handedness, bool& is_text) {
+  is_text = false;
+  auto through = [&](bool surface) {
+    return ConvertThroughScratch(visibility, geometry, surface, palette, text_attributes, key_path, handedness);
+  };
+  switch (geometry.Type()) {
+    case TypeCode::Circle:
+    case TypeCode::CircularArc:
+    case TypeCode::CircularWedge:
+    case TypeCode::Ellipse:
+    case TypeCode::EllipticalArc:
+    case TypeCode::NURBSCurve:
+      return through(false);
+    case TypeCode::Cylinder:
+    case TypeCode::Mesh:
+    case TypeCode::NURBSSurface:
+    case TypeCode::Polygon:
+    case TypeCode::Sphere:
+      return through(true);
+    case TypeCode::Line:
+      return ConvertLine(visibility, LineKey(geometry), handedness);
+    case TypeCode::Shell:
+      return ConvertShell(visibility, ShellKey(geometry), palette, key_path, handedness);
+    case TypeCode::Text:
+      // Text doesn't become a mesh yet.
+      is_text = true;
+      return nullptr;
+    default:
+      return nullptr;
+  }
+}
+
+void SceneConverter::AddElements(QX::Store::ElementWords& elements, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    if (element_pool_.empty()) {
+      elements.emplace_back();
+    } else {
+      elements.push_back(std::move(element_pool_.back()));
+      element_pool_.pop_back();
+    }
+  }
+}
+
+MeshData& SceneConverter::PrepareWorkMesh(uint64_t handedness) {
+  for (auto* list : {&work_mesh_.face_elements, &work_mesh_.line_elements, &work_mesh_.point_elements}) {
+    for (auto& element : *list) {
+      element.clear();
+      element_pool_.push_back(std::move(element));
+    }
+  }
+  work_mesh_.Reset();
+  if (handedness == 0 || (handedness == 1 && options_.NormalizeHandedness)) work_mesh_.flags |= 2;
+  else if (handedness == 1) work_mesh_.flags |= 1;
+  if (options_.MeshFlag16) work_mesh_.flags |= QX::Store::kMeshFlag16;
+  return work_mesh_;
+}
+
+uint32_t SceneConverter::Stride(MeshData const& mesh) const {
+  return 1 + (mesh.normal_count > 0) + (mesh.uv_count > 0) + (mesh.color_count > 0);
+}
+
+MeshData* SceneConverter::ConvertShell(uint32_t visibility, ShellKey const& shell, LazyPalette& palette,
+                                       KeyPath const& key_path, uint64_t handedness) {
+  shell.ShowPoints(work_points_);
+  if (work_points_.empty()) return nullptr;
+
+  IntArray face_list;
+  shell.ShowFacelist(face_list);
+  if (!face_list.empty()) {
+    std::vector<std::pair<uint32_t, uint32_t>> pairs;
+    bool line_shell = true;
+    for (size_t i = 0; i < face_list.size() && line_shell; i += face_list[i] + 1) {
+      line_shell = face_list[i] == 2 && i + 2 < face_list.size();
+      if (line_shell) pairs.emplace_back(face_list[i + 1], face_list[i + 2]);
+    }
+    if (line_shell) return ConvertLineShell(visibility, palette, shell, pairs, handedness);
+  }
+
+  IntArray strips, face_indices;
+  shell.ShowTristrips(strips, face_indices);
+  bool const points_only = strips.empty();
+  if (options_.HonorVisibility && (points_only ? !(visibility & 4) : !(visibility & 1))) return nullptr;
+
+  MeshData& mesh = PrepareWorkMesh(handedness);
+  mesh.points = StorePoints(work_points_);
+  mesh.point_count = static_cast<uint32_t>(work_points_.size());
+  if (ConvertNormals(shell, ToolkitHandedness(handedness))) {
+    mesh.normals = reinterpret_cast<QX::Store::Point const*>(work_normals_.data());
+    mesh.normal_count = static_cast<uint32_t>(work_normals_.size());
+  }
+  if (ConvertTextureCoordinates(shell)) {
+    mesh.uvs = reinterpret_cast<QX::Store::UV const*>(work_uvs_.data());
+    mesh.uv_count = static_cast<uint32_t>(work_uvs_.size() / 2);
+  }
+  if (ConvertVertexColors(shell, palette, points_only ? Shell::Component::Vertices : Shell::Component::Faces)) {
+    mesh.colors = work_colors_.data();
+    mesh.color_count = static_cast<uint32_t>(work_colors_.size());
+  }
+  uint32_t const stride = Stride(mesh);
+
+  if (points_only) {
+    AddElements(mesh.point_elements, 1);
+    for (uint32_t i = 0; i < mesh.point_count; ++i) AppendTuple(mesh.point_elements[0], i, stride);
+    Log("Inserting point mesh.");
+    return &mesh;
+  }
+  ConvertFaceColors(shell, key_path, mesh);
+  ExpandStrips(mesh, strips, face_indices, handedness);
+  if (options_.FaceOutlines) AddFaceOutlines(shell, mesh);
+  Log("Inserting face mesh.");
+  return &mesh;
+}
+
+bool SceneConverter::ConvertNormals(ShellKey const& shell, Drawing::Handedness toolkit_handedness) {
+  work_normals_.clear();
+  if (options_.SkipNormals) return false;
+  size_t const n = shell.GetPointCount();
+  BoolArray valid;
+  bool const found = shell.ShowVertexNormalsByRange(0, n, valid, work_normals_);
+  bool const any = std::find(valid.begin(), valid.end(), true) != valid.end();
+  if (!options_.ForceNormals && (!found || !any)) return false;
+  bool const all = !valid.empty() && std::find(valid.begin(), valid.end(), false) == valid.end();
+  if (!all) shell.ShowNetVertexNormalsByRange(0, n, work_normals_, toolkit_handedness);
+  return work_normals_.size() == n && n > 0;
+}
+
+bool SceneConverter::ConvertTextureCoordinates(ShellKey const& shell) {
+  work_uvs_.clear();
+  if (options_.SkipTextureCoordinates) return false;
+  size_t const n = shell.GetPointCount();
+  BoolArray valid;
+  FloatArray params;
+  size_t stride = 0;
+  if (!shell.ShowVertexParametersByRange(0, n, valid, params, stride) || stride == 0) return false;
+  if (valid.size() != n || std::find(valid.begin(), valid.end(), false) != valid.end()) return false;
+  if (params.size() < n * stride) return false;
+  if (stride == 2) {
+    work_uvs_.swap(params);
+  } else {
+    work_uvs_.resize(2 * n);
+    for (size_t i = 0; i < n; ++i) {
+      work_uvs_[2 * i] = params[i * stride];
+      work_uvs_[2 * i + 1] = stride > 1 ? params[i * stride + 1] : 0.0f;
+    }
+  }
+  return n > 0;
+}
+
+bool SceneConverter::ConvertVertexColors(ShellKey const& shell, LazyPalette& palette, Shell::Component component) {
+  work_colors_.clear();
+  if (options_.SkipVertexColors) return false;
+  size_t const n = shell.GetPointCount();
+  MaterialTypeArray types;
+  RGBColorArray rgb;
+  RGBAColorArray rgba;
+  FloatArray indices;
+  if (!shell.ShowVertexColorsByRange(0, n, component, types, rgb, rgba, indices) || types.empty()) return false;
+  bool uses_palette = false;
+  for (auto type : types) {
+    if (type != Material::Type::RGBColor && type != Material::Type::RGBAColor && type != Material::Type::PaletteIndex)
+      return false;
+    uses_palette |= type == Material::Type::PaletteIndex;
+  }
+  MaterialPalette const* entries = uses_palette ? &palette.Get() : nullptr;
+  if (uses_palette && entries->empty()) return false;
+
+  work_colors_.resize(types.size());
+  for (size_t i = 0; i < types.size(); ++i) {
+    RGBAColor c;
+    if (types[i] == Material::Type::RGBColor) {
+      c = {rgb[i].red, rgb[i].green, rgb[i].blue, 1.0f};
+    } else if (types[i] == Material::Type::RGBAColor) {
+      c = rgba[i];
+    } else {
+      // Between two palette entries by the fraction of the index.
+      float const f = indices[i];
+      size_t const m = entries->size();
+      auto const k = static_cast<int64_t>(std::floor(f));
+      float const t = f - static_cast<float>(k);
+      RGBAColor c0, c1;
+      (*entries)[static_cast<size_t>(((k % int64_t(m)) + int64_t(m)) % int64_t(m))].ShowDiffuseColor(c0);
+      (*entries)[static_cast<size_t>((((k + 1) % int64_t(m)) + int64_t(m)) % int64_t(m))].ShowDiffuseColor(c1);
+      c = {c0.red + (c1.red - c0.red) * t, c0.green + (c1.green - c0.green) * t,
+           c0.blue + (c1.blue - c0.blue) * t, c0.alpha + (c1.alpha - c0.alpha) * t};
+    }
+    work_colors_[i] = {UnitToByte(c.red), UnitToByte(c.green), UnitToByte(c.blue), UnitToByte(c.alpha)};
+  }
+  return true;
+}
+
+// Faces of one color form one element; the material map lists the colors'
+// materials by ascending key, and uncolored faces come last, without entry.
+void SceneConverter::ConvertFaceColors(ShellKey const& shell, KeyPath const& key_path, MeshData& mesh) {
+  face_groups_.clear();
+  size_t const f = shell.GetFaceCount();
+  MaterialTypeArray types;
+  RGBColorArray rgb;
+  FloatArray values;
+  if (!shell.ShowFaceColorsByRange(0, f, types, rgb, values)) {
+    AddElements(mesh.face_elements, 1);
+    return;
+  }
+  constexpr uint32_t kUncolored = 0xFFFFFFFFu;
+  std::unordered_map<RgbKey, uint32_t, RgbKeyHash> groups_of;
+  std::vector<uint32_t> keys;
+  std::vector<uint32_t>& groups = face_groups_;
+  groups.assign(types.size(), 0);
+  bool any_uncolored = false;
+  for (size_t i = 0; i < types.size(); ++i) {
+    if (types[i] == Material::Type::None) {
+      groups[i] = kUncolored;
+      any_uncolored = true;
+    } else if (types[i] == Material::Type::RGBColor) {
+      RgbKey const key{rgb[i].red, rgb[i].green, rgb[i].blue};
+      auto [it, added] = groups_of.emplace(key, static_cast<uint32_t>(keys.size()));
+      if (added) {
+        ConverterMaterial material = DefaultMaterial();
+        material.color = {key.r, key.g, key.b, 1.0f};
+        keys.push_back(InsertMaterial(material, key_path));
+      }
+      groups[i] = it->second;
+    }
+  }
+  // Renumber by the rank of each group's key.
+  sort_order_.resize(keys.size());
+  for (size_t g = 0; g < keys.size(); ++g) sort_order_[g] = (uint64_t(keys[g]) << 32) | g;
+  std::sort(sort_order_.begin(), sort_order_.end());
+  inverse_order_.resize(keys.size());
+  std::vector<uint32_t> sorted(keys.size());
+  for (size_t rank = 0; rank < sort_order_.size(); ++rank) {
+    inverse_order_[sort_order_[rank] & 0xFFFFFFFFu] = rank;
+    sorted[rank] = static_cast<uint32_t>(sort_order_[rank] >> 32);
+  }
+  uint32_t const uncolored_group = static_cast<uint32_t>(keys.size());
+  for (auto& g : groups) g = g == kUncolored ? uncolored_group : static_cast<uint32_t>(inverse_order_[g]);
+  AddElements(mesh.face_elements, keys.size() + (any_uncolored ? 1 : 0));
+  mesh.face_material_map = InsertMaterialMap(sorted);
+}
+
+void SceneConverter::ExpandStrips(MeshData& mesh, IntArray const& strips, IntArray const& face_indices,
+                                  uint64_t handedness) {
+  std::vector<uint32_t> const& groups = face_groups_;
+  bool const grouped = !groups.empty();
+  uint32_t const swap = (handedness == 1 && options_.NormalizeHandedness) ? 0 : 1;
+  uint32_t const stride = Stride(mesh);
+  size_t t = 0;
+  for (size_t i = 0; i < strips.size();) {
+    int const count = strips[i++];
+    if (count < 0 || i + size_t(count) > strips.size()) break;
+    int const* s = &strips[i];
+    for (int k = 2; k < count; ++k, ++t) {
+      uint32_t tri[3] = {uint32_t(s[k - 2]), uint32_t(s[k - 1]), uint32_t(s[k])};
+      if (uint32_t(k % 2) == swap) std::swap(tri[0], tri[1]);
+      size_t element = 0;
+      if (grouped && t < face_indices.size() && size_t(face_indices[t]) < groups.size())
+        element = groups[face_indices[t]];
+      for (uint32_t v : tri) AppendTuple(mesh.face_elements[element], v, stride);
+    }
+    i += count;
+  }
+}
+
+void SceneConverter::AddFaceOutlines(ShellKey const& shell, MeshData& mesh) {
+  std::vector<uint32_t> const& groups = face_groups_;
+  bool const grouped = !groups.empty();
+  AddElements(mesh.line_elements, mesh.face_elements.size());
+  uint32_t const stride = Stride(mesh);
+  IntArray face_list;
+  shell.ShowFacelist(face_list);
+  size_t face = 0;
+  for (size_t i = 0; i < face_list.size(); i += face_list[i] + 1, ++face) {
+    int const n = face_list[i];
+    if (n <= 0 || i + n >= face_list.size()) break;
+    auto& element = mesh.line_elements[grouped && face < groups.size() ? groups[face] : 0];
+    element.push_back(QX::Store::kNoIndex);
+    for (int k = 1; k <= n; ++k) AppendTuple(element, uint32_t(face_list[i + k]), stride);
+    AppendTuple(element, uint32_t(face_list[i + 1]), stride);
+  }
+}
+
+}  // namespace KZV
