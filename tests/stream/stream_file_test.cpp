@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <set>
 
 #include "store/ModelImpl.h"
@@ -39,6 +40,8 @@ class ReferenceLedger {
 
   std::vector<std::string> problems;
   std::map<uint32_t, int> counts;
+  std::vector<uint32_t> keyed_keys;          // in stream order
+  std::map<uint64_t, int> mesh_data_records;  // by (stream model, mesh key)
 
  private:
   void Define(std::set<uint64_t>& set, uint32_t model, uint32_t key, char const* what) {
@@ -59,14 +62,38 @@ class ReferenceLedger {
   void Record(ReadRecord const& r) {
     ++counts[r.tag];
     switch (r.tag) {
-      case Tag::SimpleColor: case Tag::Material: case Tag::FullMaterial:
+      case Tag::Material:
+        for (uint32_t i = 0; i < r.Word(9); ++i) Need(images_, r.context, r.Word(12 + i), "image");
+        for (uint32_t i = 0; i < r.Word(10); ++i) {
+          size_t const at = 12 + r.Word(9) + 3 * i;
+          Need(images_, r.context, r.Word(at), "texture image");
+          Need(matrices_, r.context, r.Word(at + 1), "texture matrix");
+        }
         return Define(materials_, r.context, r.Word(1), "material");
+      case Tag::SimpleColor: case Tag::FullMaterial:
+        return Define(materials_, r.context, r.Word(1), "material");
+      case Tag::Image: return Define(images_, r.context, r.Word(1), "image");
+      case Tag::ImageReuse:
+        Need(images_, r.context, r.Word(2), "reused image");
+        return Define(images_, r.context, r.Word(1), "image");
+      case Tag::PolyPolygon: return Define(polygons_, r.context, r.Word(1), "poly polygon");
+      case Tag::KeyedData: return keyed_keys.push_back(r.Word(2));
       case Tag::MaterialMap:
         for (uint32_t i = 0; r.Word(2) == 0 && i < r.Word(3); ++i)
           Need(materials_, r.context, r.Word(4 + i), "material");
         return Define(maps_, r.context, r.Word(1), "material map");
       case Tag::Matrix: return Define(matrices_, r.context, r.Word(1), "matrix");
-      case Tag::ClipRegion: return Define(clips_, r.context, r.Word(1), "clip region");
+      case Tag::ClipRegion: {
+        size_t at = 4;
+        for (uint32_t loop = 0; loop < r.Word(3); ++loop) {
+          uint32_t const polygons = r.Word(at);
+          Need(matrices_, r.context, r.Word(at + 1), "clip matrix");
+          for (uint32_t i = 0; i < polygons; ++i)
+            Need(polygons_, r.context, r.Word(at + 3 + i), "poly polygon");
+          at += 3 + polygons;
+        }
+        return Define(clips_, r.context, r.Word(1), "clip region");
+      }
       case Tag::Inclusion:
         Need(matrices_, r.context, r.Word(3), "inclusion matrix");
         inclusions_[r.Word(1)] = r.Word(2);
@@ -76,6 +103,7 @@ class ReferenceLedger {
         if (r.Word(3) != 0) Need(meshes_, r.Word(1), r.Word(3), "duplicated mesh");
         return Define(meshes_, r.Word(1), r.Word(2), "mesh");
       case Tag::SmallMesh: case Tag::LargeMesh:
+        ++mesh_data_records[Pair(r.context, r.Word(1))];
         return Need(meshes_, r.context, r.Word(1), "mesh of data");
       case Tag::Instance: {
         auto const inclusion = inclusions_.find(r.Word(1));
@@ -92,7 +120,7 @@ class ReferenceLedger {
     }
   }
 
-  std::set<uint64_t> materials_, maps_, matrices_, clips_, meshes_, instances_;
+  std::set<uint64_t> materials_, maps_, matrices_, clips_, meshes_, instances_, images_, polygons_;
   std::map<uint32_t, uint32_t> inclusions_;
 };
 
@@ -180,6 +208,106 @@ TEST_F(StreamFile, TwoCallsGiveTheSameBytes) {
   Bytes const first = ReadFile(path);
   model.GenerateStreamFile("");
   EXPECT_EQ(ReadFile(path), first);
+}
+
+// A model of random content: meshes of several sizes with duplicates,
+// textured materials, material maps, clip regions, groups, keyed data of
+// several types, and many instances drawing on all of them.
+class GeneratedModel {
+ public:
+  GeneratedModel(Model& model, uint32_t seed) : model_(model), random_(seed) {}
+
+  void Build() {
+    model_.Include(model_, 0);
+    std::vector<MeshKey> meshes;
+    for (int i = 0; i < 12; ++i) {
+      qx_test::TestMesh grid = qx_test::GridMesh(3 + Pick(20));
+      meshes.push_back(model_.InsertMesh(grid.Data()));
+      if (Pick(3) == 0) meshes.push_back(model_.InsertMesh(grid.Data()));  // a duplicate
+    }
+    std::vector<MaterialKey> materials;
+    for (int i = 0; i < 6; ++i) materials.push_back(model_.InsertMaterial(RGBAColor{0.1f * i, 0, 0, 1}));
+    for (int i = 0; i < 4; ++i) materials.push_back(TexturedMaterial(i));
+    std::vector<MaterialMapKey> maps;
+    for (int i = 0; i < 3; ++i)
+      maps.push_back(model_.InsertMaterialMap({materials[Pick(10)], materials[Pick(10)]}));
+    std::vector<ClipRegionKey> clips = {0, ClipRegion(), ClipRegion()};
+    std::vector<InstanceInc> placed;
+    for (int i = 0; i < 150; ++i) {
+      double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, Pick(500), Pick(500), Pick(50)};
+      MaterialKey const face = Pick(4) == 0 ? kNoKey : materials[Pick(10)];
+      MaterialMapKey const map = Pick(3) == 0 ? maps[Pick(3)] : 0;
+      placed.push_back({1, model_.InsertInstance(meshes[Pick(meshes.size())],
+                                                 model_.InsertMatrix(matrix), face, kNoKey, kNoKey,
+                                                 map, 0, 0, 7, 0, clips[Pick(3)], {})});
+    }
+    for (int i = 0; i < 3; ++i)
+      model_.InsertGroup({placed[Pick(placed.size())], placed[Pick(placed.size())]}, {});
+    for (uint32_t type : {0u, 5u, 2u, 0xFFFFFFFFu, 9u, 0u, 2u}) {
+      std::vector<uint8_t> bytes(1 + Pick(3000), uint8_t(type));
+      model_.InsertKeyedData(uint32_t(bytes.size()), bytes.data(), type);
+    }
+    for (auto const& entry : model_.Impl().keyed_data) keyed_types[entry.key] = entry.value.type;
+  }
+
+  std::map<DataKey, uint32_t> keyed_types;
+
+ private:
+  uint32_t Pick(size_t n) { return uint32_t(random_() % n); }
+
+  MaterialKey TexturedMaterial(int i) {
+    uint32_t const side = 8 + 8 * i;
+    std::vector<uint8_t> pixels(side * side * 4);
+    for (uint8_t& p : pixels) p = uint8_t(Pick(256));
+    ImageKey const image = model_.InsertImageRGBA(side, side, pixels.data());
+    double const scale[12] = {2, 0, 0, 0, 2, 0, 0, 0, 1, 0, 0, 0};
+    Material material;
+    material.color = {1, 1, 1, 1};
+    material.textures.push_back({image, model_.InsertMatrix(scale), 0});
+    return model_.InsertMaterial(material);
+  }
+
+  ClipRegionKey ClipRegion() {
+    uint32_t const lengths[1] = {3};
+    float const points[9] = {0, 0, 0, float(1 + Pick(9)), 0, 0, 0, 1, 0};
+    PolyPolygonKey const polygon = model_.InsertPolyPolygon(1, lengths, points);
+    double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, double(Pick(9))};
+    return model_.InsertClipRegion({ClipLoop{{polygon}, model_.InsertMatrix(shift), 1, 0}});
+  }
+
+  Model& model_;
+  std::mt19937 random_;
+};
+
+TEST_F(StreamFile, GeneratedModelsSendEveryObjectOnceBeforeItsUse) {
+  for (uint32_t seed : {1u, 2u, 3u}) {
+    std::string const name = "generated" + std::to_string(seed);
+    Model model = Open(name);
+    GeneratedModel generated(model, seed);
+    generated.Build();
+    model.PrepareStream(1);
+    std::vector<ReadRecord> const records = Generate(model);
+
+    ReferenceLedger ledger;
+    ledger.Walk(records);
+    for (std::string const& problem : ledger.problems) ADD_FAILURE() << name << ": " << problem;
+    EXPECT_EQ(ledger.counts[Tag::Instance], 150) << name;
+    EXPECT_EQ(ledger.counts[Tag::Group], 3) << name;
+    for (uint32_t tag : {Tag::Image, Tag::Material, Tag::MaterialMap, Tag::ClipRegion,
+                         Tag::PolyPolygon, Tag::KeyProperty})
+      EXPECT_GT(ledger.counts[tag], 0) << name << " has no record " << tag;
+    for (auto const& [mesh, count] : ledger.mesh_data_records)
+      EXPECT_EQ(count, 1) << name << " mesh " << uint32_t(mesh);
+
+    // Keyed data: all but the type never streamed, priority data highest type
+    // first, then the idle data.
+    std::vector<uint32_t> types;
+    for (DataKey key : ledger.keyed_keys) types.push_back(generated.keyed_types.at(key));
+    EXPECT_EQ(types.size(), generated.keyed_types.size() - 1) << name;
+    auto const idle = std::find(types.begin(), types.end(), 0u);
+    EXPECT_TRUE(std::is_sorted(types.begin(), idle, std::greater<>())) << name;
+    EXPECT_TRUE(std::all_of(idle, types.end(), [](uint32_t t) { return t == 0; })) << name;
+  }
 }
 
 }  // namespace
