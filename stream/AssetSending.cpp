@@ -2,6 +2,9 @@
 // each goes out once per stream, after everything it names.
 #include "stream/AssetSending.h"
 
+#include <algorithm>
+#include <array>
+
 #include "store/ModelImpl.h"
 #include "stream/AssetRecords.h"
 #include "stream/ControlRecords.h"
@@ -188,6 +191,31 @@ void SendMeshList(StreamState& state, ModelImpl& model, MeshKey key, MeshList co
   if (MeshRecord const* mesh = model.FindMesh(list[level]))
     SendMeshDefinition(state, model, *mesh);
   WriteMeshList(InContext(state, model), key, list, level);
+}
+
+void SetMeshListLevel(StreamState& state, StreamInstance& item, uint32_t level) {
+  MeshList const& list = *item.mesh_list;
+  ModelImpl& model = *item.model;
+  uint32_t const l = std::min(level, uint32_t(list.size() - 1));
+  uint32_t& stored = state.list_levels[&list];
+  if (stored != l) {
+    stored = l;
+    std::array<uint32_t, 3> const change = {state.StreamIdOf(model), item.instance->mesh, l};
+    if (state.sent.mesh_lists.contains(&list) &&
+        std::find(state.level_changes.begin(), state.level_changes.end(), change) ==
+            state.level_changes.end())
+      state.level_changes.push_back(change);
+  }
+  MeshRecord const* mesh = model.FindMesh(list[l]);
+  if (mesh == nullptr || mesh == item.mesh) return;
+  item.mesh = mesh;
+  SendMeshDefinition(state, model, *mesh);
+  MeshRecord const* data = mesh;
+  if (mesh->duplicate_of != 0)
+    if (MeshRecord const* base = model.FindMesh(mesh->duplicate_of)) data = base;
+  MeshSendState& s = MeshSendStateOf(state, model, *data);
+  if (std::find(s.items.begin(), s.items.end(), &item) == s.items.end()) s.items.push_back(&item);
+  if (item.flags.data_sent) state.meshes_due.emplace_back(&model, data);
 }
 
 void SendInstanceItem(StreamState& state, StreamInstance& item) {

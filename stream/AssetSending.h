@@ -35,6 +35,11 @@ void SendGroup(StreamState& state, ModelImpl& model, GroupKey key);
 void SendMeshDefinition(StreamState& state, ModelImpl& model, MeshRecord const& record);
 void SendMeshList(StreamState& state, ModelImpl& model, MeshKey key, MeshList const& list);
 
+// Moves an item on a mesh list to `level` (at most the list's last), sending
+// the definition of its new mesh; the data of that mesh is noted as due if
+// the item had its data.
+void SetMeshListLevel(StreamState& state, StreamInstance& item, uint32_t level);
+
 // An item's overrides and instance record; marks it sent.
 void SendInstanceItem(StreamState& state, StreamInstance& item);
 
@@ -50,6 +55,8 @@ void UpgradeImages(StreamState& state, uint64_t budget);
 // before the last record of the mesh.
 bool SendMeshData(StreamState& state, ModelImpl& model, MeshRecord const& record,
                   uint64_t budget, float priority);
+// The send state of a mesh that holds data, made on first use.
+MeshSendState& MeshSendStateOf(StreamState& state, ModelImpl& model, MeshRecord const& record);
 // Makes room for `wanted` by ejecting meshes of lower priority.
 void Evict(StreamState& state, MeshSendState& wanted);
 

@@ -5,6 +5,7 @@
 #include "geometry/bounding/BoundingBoxD.h"
 #include "geometry/bounding/BoundingTree.h"
 #include "geometry/bounding/BoundingTreeFile.h"
+#include "geometry/bounding/MatrixMath.h"
 #include "store/ModelImpl.h"
 #include "stream/AssetRecords.h"
 #include "stream/AssetSending.h"
@@ -42,6 +43,19 @@ BoundingBox SceneBox(BoundingBox const& box, Matrix const& m, Point const& pad) 
     out.max_x += pad.x, out.max_y += pad.y, out.max_z += pad.z;
   }
   return out;
+}
+
+// A view's camera carried through the inclusion matrix, as a live viewer
+// sees the scene.
+View InScene(View view, Matrix const& m) {
+  PointD position{view.position[0], view.position[1], view.position[2]};
+  PointD target{view.target[0], view.target[1], view.target[2]};
+  PointD up{view.up[0], view.up[1], view.up[2]};
+  TransformCamera(position, target, up, view.width, view.height, Expand(m));
+  view.position = {position.x, position.y, position.z};
+  view.target = {target.x, target.y, target.z};
+  view.up = {up.x, up.y, up.z};
+  return view;
 }
 
 class Attacher {
@@ -120,16 +134,17 @@ class Attacher {
     WriteKeyProperty(out_, kRootStreamModel, stream_model, group.attach_id, 3);
     if (state_.bits.views_sent) return;
     state_.bits.views_sent = true;
-    if (View const* first = model.views.Find(model.default_view)) SendView(model, *first);
+    if (View const* first = model.views.Find(model.default_view))
+      SendView(model, *first, request.matrix);
     for (auto const& entry : model.views)
-      if (entry.key != model.default_view) SendView(model, entry.value);
+      if (entry.key != model.default_view) SendView(model, entry.value, request.matrix);
   }
 
-  void SendView(ModelImpl& model, View const& view) {
+  void SendView(ModelImpl& model, View const& view, Matrix const& matrix) {
     uint32_t const stream_model = state_.StreamIdOf(model);
     if (view.projection != 0) {
       state_.output.WriteModelContext(stream_model);
-      WriteCamera(out_, view);
+      WriteCamera(out_, stand_alone_ ? view : InScene(view, matrix));
     }
     bool const colored = std::any_of(view.background.begin(), view.background.end(),
                                      [](float c) { return c != -1; });
@@ -217,8 +232,6 @@ class Attacher {
       node.path = path;
       BoundingBox const scene = SceneBox(box, matrix, pad);
       SetShape(node, scene);
-      node.centre = {(scene.min_x + scene.max_x) * 0.5f, (scene.min_y + scene.max_y) * 0.5f,
-                     (scene.min_z + scene.max_z) * 0.5f};
       attached.nodes.push_back(node);
       for (BoundingItem const* item : items) Item(item->key, uint32_t(attached.nodes.size() - 1));
     }
@@ -322,13 +335,7 @@ class Attacher {
       MeshRecord const* data = &mesh;
       if (mesh.duplicate_of != 0)
         if (MeshRecord const* base = model.FindMesh(mesh.duplicate_of)) data = base;
-      auto [it, fresh] = state.mesh_progress.try_emplace(data);
-      MeshSendState& s = it->second;
-      if (fresh) {
-        s.model = &model;
-        s.kib = data->stream_kib;
-        state.mesh_order.push_back(data);
-      }
+      MeshSendState& s = MeshSendStateOf(state, model, *data);
       s.items.push_back(&item);
       if (item.flags.pinned) ++s.pinned;
     }

@@ -30,13 +30,8 @@ void MarkAllEjected(StreamState& state, MeshSendState& s) {
   for (StreamInstance* item : s.items) MarkEjected(state, item);
 }
 
-MeshKey KeyOf(StreamState const& state, MeshSendState const& s) {
-  for (MeshRecord const* record : state.mesh_order)
-    if (&state.mesh_progress.at(record) == &s) return record->key;
-  return 0;
-}
-
-void Eject(StreamState& state, MeshSendState& s) {
+void Eject(StreamState& state, MeshRecord const& record) {
+  MeshSendState& s = state.mesh_progress.at(&record);
   MarkAllEjected(state, s);
   s.ejected_view = state.view.view_serial;
   s.ejected_view_width = float(state.view.view_width);
@@ -46,35 +41,38 @@ void Eject(StreamState& state, MeshSendState& s) {
   s.resident = false;
   state.budget.resident -= s.kib;
   state.budget.ejected += s.kib;
-  WriteStateChange(state.output.Buffer(), state.StreamIdOf(*s.model), KeyOf(state, s), kEjected);
+  WriteStateChange(state.output.Buffer(), state.StreamIdOf(*s.model), record.key, kEjected);
 }
 
-// Orders all send states by the highest priority of their items, pinned last.
+// Orders all meshes by the highest priority of their items, pinned last.
 void MakeEvictionOrder(StreamState& state) {
-  auto& order = state.budget.eviction_order;
+  std::vector<std::pair<float, MeshRecord const*>> ranked;
   for (MeshRecord const* record : state.mesh_order) {
     MeshSendState& s = state.mesh_progress.at(record);
     s.top_priority = 0;
-    if (s.pinned != 0) s.top_priority = std::numeric_limits<float>::max();
+    if (s.pinned != 0)
+      s.top_priority = std::numeric_limits<float>::max();
     else
-      for (StreamInstance const* item : s.items) s.top_priority = std::max(s.top_priority, item->priority);
-    order.push_back(&s);
+      for (StreamInstance const* item : s.items)
+        s.top_priority = std::max(s.top_priority, item->priority);
+    ranked.emplace_back(s.top_priority, record);
   }
-  std::stable_sort(order.begin(), order.end(), [](MeshSendState const* a, MeshSendState const* b) {
-    return a->top_priority < b->top_priority;
-  });
+  std::stable_sort(ranked.begin(), ranked.end(),
+                   [](auto const& a, auto const& b) { return a.first < b.first; });
+  for (auto const& [priority, record] : ranked) state.budget.eviction_order.push_back(record);
 }
 
 // Collects victims below `wanted` until the need falls under the budget.
 bool CollectVictims(StreamState& state, MeshSendState const& wanted, uint32_t frame,
-                    uint64_t& need, std::vector<MeshSendState*>& victims) {
-  for (MeshSendState* s : state.budget.eviction_order) {
-    if (!(s->top_priority < wanted.top_priority)) break;
-    if (s == &wanted) continue;
-    if (s->frame == frame || !s->resident || s->next_chunk == 0 || s->pinned != 0) continue;
-    if (std::find(victims.begin(), victims.end(), s) != victims.end()) continue;
-    victims.push_back(s);
-    need -= std::min<uint64_t>(need, s->kib);
+                    uint64_t& need, std::vector<MeshRecord const*>& victims) {
+  for (MeshRecord const* record : state.budget.eviction_order) {
+    MeshSendState const& s = state.mesh_progress.at(record);
+    if (!(s.top_priority < wanted.top_priority)) break;
+    if (&s == &wanted) continue;
+    if (s.frame == frame || !s.resident || s.next_chunk == 0 || s.pinned != 0) continue;
+    if (std::find(victims.begin(), victims.end(), record) != victims.end()) continue;
+    victims.push_back(record);
+    need -= std::min<uint64_t>(need, s.kib);
     if (need < state.budget.available) return true;
   }
   return false;
@@ -109,21 +107,32 @@ void Evict(StreamState& state, MeshSendState& wanted) {
   }
   if (budget.eviction_order.empty()) MakeEvictionOrder(state);
   uint64_t need = budget.resident;
-  std::vector<MeshSendState*> victims;
+  std::vector<MeshRecord const*> victims;
   if (!CollectVictims(state, wanted, frame, need, victims) &&
       !CollectVictims(state, wanted, 0, need, victims)) {
     state.view.cutoff_priority = wanted.top_priority;
     return;
   }
-  for (MeshSendState* victim : victims) {
-    state.view.cutoff_priority = std::max(state.view.cutoff_priority, victim->top_priority);
+  for (MeshRecord const* victim : victims) {
+    float const top = state.mesh_progress.at(victim).top_priority;
+    state.view.cutoff_priority = std::max(state.view.cutoff_priority, top);
     Eject(state, *victim);
   }
 }
 
+MeshSendState& MeshSendStateOf(StreamState& state, ModelImpl& model, MeshRecord const& record) {
+  auto [it, fresh] = state.mesh_progress.try_emplace(&record);
+  if (fresh) {
+    it->second.model = &model;
+    it->second.kib = record.stream_kib;
+    state.mesh_order.push_back(&record);
+  }
+  return it->second;
+}
+
 bool SendMeshData(StreamState& state, ModelImpl& model, MeshRecord const& record,
                   uint64_t budget, float priority) {
-  MeshSendState& s = state.mesh_progress.at(&record);
+  MeshSendState& s = MeshSendStateOf(state, model, record);
   MemoryBudget& memory = state.budget;
   ViewState const& view = state.view;
   s.frame = view.frame_serial;

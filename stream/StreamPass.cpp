@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cstring>
+#include <limits>
 #include <thread>
 
 #include "geometry/bounding/BoundingBoxD.h"
@@ -114,6 +115,7 @@ class Pass {
   }
 
   void Attach();
+  void ChangeLevels();
   void FirstBounds();
   bool Recompute();
   bool SendPriorityKeyedData();
@@ -181,6 +183,24 @@ void Pass::Attach() {
     s_.Log("Attached 1 model in %u ms.", ms);
   else
     s_.Log("Attached %u models in %u ms.", attached, ms);
+}
+
+// Phase 11: items on mesh lists move to the level that the state or an
+// override of an item now asks for.
+void Pass::ChangeLevels() {
+  if (s_.bits.mesh_level_changed)
+    for (StreamInstance* item : s_.items)
+      if (item->mesh_list != nullptr) SetMeshListLevel(s_, *item, s_.mesh_level);
+  s_.bits.mesh_level_changed = false;
+  for (auto const& [item, level] : s_.level_overrides)
+    if (item->mesh_list != nullptr) SetMeshListLevel(s_, *item, level);
+  s_.level_overrides.clear();
+  for (auto const& [model, mesh] : s_.meshes_due)
+    SendMeshData(s_, *model, *mesh, kNoLimit, std::numeric_limits<float>::max());
+  s_.meshes_due.clear();
+  for (auto const& [stream_model, list, level] : s_.level_changes)
+    WriteKeyProperty(out_.Buffer(), stream_model, list, level, 1);
+  s_.level_changes.clear();
 }
 
 void Pass::FirstBounds() {
@@ -324,8 +344,7 @@ void Pass::Run() {
   s_.bits.cutoff_changed = s_.bits.culling_changed = false;
   // Bounding previews are kept or rebuilt here.
   if (kind == RequestKind::ComputeInstanceIncBounding) return;
-  // Changes of the mesh level move the items on mesh lists here.
-  s_.bits.mesh_level_changed = false;
+  ChangeLevels();
   if (kind != RequestKind::Digest && kind != RequestKind::Stream) return;
   if (Flag(ControlFlag::StreamSetupOnly)) return;
 

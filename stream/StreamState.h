@@ -2,6 +2,7 @@
 // Everything that one viewer's stream remembers, from its first byte to its
 // last: what was sent, what is still due, what the viewer sees and what the
 // memory budget allows. Models are only read; all that changes lives here.
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <deque>
@@ -70,7 +71,7 @@ struct MemoryBudget {
   uint64_t resident = 0;
   uint64_t ejected = 0;
   uint32_t last_eviction_frame = 0;
-  std::vector<MeshSendState*> eviction_order;
+  std::vector<MeshRecord const*> eviction_order;  // ascending by top_priority
 };
 
 struct StateBits {
@@ -216,6 +217,10 @@ class StreamState {
   std::unordered_map<MeshList const*, uint32_t> list_levels;
   std::unordered_map<StreamInstance*, uint32_t> level_overrides;
   uint32_t mesh_level = 0;
+  // Lists whose level changed in this pass, as (stream model, list key,
+  // level), and the meshes whose data became due by such a change.
+  std::vector<std::array<uint32_t, 3>> level_changes;
+  std::vector<std::pair<ModelImpl*, MeshRecord const*>> meshes_due;
 
   ViewState view;
   StreamCounters counters;
