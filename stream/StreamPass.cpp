@@ -248,9 +248,13 @@ bool Pass::SendPriorityKeyedData() {
       open = group->open_requests != 0;
     }
     if (!group->keyed_list.empty() || open) continue;
-    if (group->notify_id != 0)
-      WriteEvent(out_.Buffer(), group->notify_id, kGroupDoneEvent, group->attach_id, {});
-    if (Flag(ControlFlag::StandAlone)) {
+    bool const stand_alone = Flag(ControlFlag::StandAlone);
+    if (group->notify_id != 0) {
+      uint32_t const words[1] = {group->attach_id};
+      WriteEvent(out_.Buffer(), kRootStreamModel, kGroupDoneEvent, group->notify_id,
+                 std::span(words, stand_alone ? 0 : 1));
+    }
+    if (stand_alone) {
       WriteText(out_.Buffer(), "<PRIORITY_KEYED_DATA_SENT>");
     } else {
       // The count comes from the key information of Part 4.9 once it exists.

@@ -202,6 +202,17 @@ TEST_F(StreamFile, ManyInstancesShareTheirObjectsAndResolveEveryReference) {
   EXPECT_TRUE(summary.error.empty()) << summary.error;
 }
 
+TEST_F(StreamFile, GivenPathIsUsedAndAnUnopenablePathThrows) {
+  Model model = SimpleModel("paths", 2);
+  std::string const target = (dir.Path() / "elsewhere.qxs").string();
+  EXPECT_EQ(std::string(model.GenerateStreamFile(target.c_str())), target);
+  EXPECT_GT(std::filesystem::file_size(target), 0u);
+  std::string const bad = (dir.Path() / "no" / "such" / "dir.qxs").string();
+  EXPECT_EQ(qx_store_test::ThrownText([&] { model.GenerateStreamFile(bad.c_str()); }),
+            "Unable to open file: " + bad);
+  EXPECT_EQ(log.Count("Unable to open file: "), 1);
+}
+
 TEST_F(StreamFile, TwoCallsGiveTheSameBytes) {
   Model model = SimpleModel("twice", 12);
   std::filesystem::path const path = model.GenerateStreamFile(nullptr);
