@@ -65,7 +65,8 @@ TEST_F(StreamStateTest, ConstructionEntersTheModelUnderTheHost) {
   AttachRequest const& request = state.resolved.front();
   EXPECT_TRUE(request.model == model_);
   EXPECT_EQ(request.group->attach_id, 0u);
-  EXPECT_EQ(request.unit_scale, 1.0);
+  // The model includes nothing, so it stands as its own root, final at once.
+  EXPECT_TRUE(request.root && request.matrix_final);
   EXPECT_EQ(request.matrix, kIdentityMatrix);
   EXPECT_TRUE(state.waiting.empty());
   EXPECT_FALSE(state.attach_thread.joinable());
@@ -75,7 +76,8 @@ TEST_F(StreamStateTest, ConstructionEntersTheModelUnderTheHost) {
   EXPECT_EQ(state.view.cutoff_priority, -1.0f);
   EXPECT_EQ(state.budget.limit, ~uint64_t(0));
   EXPECT_TRUE(state.bits.faces_shown && state.bits.lines_shown && state.bits.points_shown);
-  EXPECT_EQ(state.next_stream_model, 0xFFFFFFFDu);
+  EXPECT_EQ(state.stream_model_ids.at(model_.Impl().id), 0xFFFFFFFDu);
+  EXPECT_EQ(state.next_stream_model, 0xFFFFFFFCu);
   EXPECT_EQ(state.next_inclusion, 0xFFFFFFFEu);
 }
 
