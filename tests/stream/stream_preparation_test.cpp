@@ -73,20 +73,46 @@ TEST_F(StreamPreparation, APreparedModelIsLeftAlone) {
   EXPECT_EQ(log.Count("preparing stream took "), 0);
 }
 
-TEST_F(StreamPreparation, AReopenedModelReadsItsTreeBack) {
+TEST_F(StreamPreparation, AReopenedModelLoadsEverythingFromItsFiles) {
   std::vector<BoundingBox> boxes;
   {
-    Model model = ModelWithInstances("m", 20);
+    Model model = ModelWithInstances("m", 3000);
+    // Points and lines as meshes of their own, and an image.
+    qx_test::TestMesh lines = qx_test::GridMesh(4, 0, 50);
+    lines.data.line_elements = std::move(lines.data.face_elements);
+    lines.data.face_elements.clear();
+    model.InsertInstance(model.InsertMesh(lines.Data()), 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, {});
+    qx_test::TestMesh points = qx_test::GridMesh(5, 0, -50);
+    points.data.point_elements = std::move(points.data.face_elements);
+    points.data.face_elements.clear();
+    model.InsertInstance(model.InsertMesh(points.Data()), 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, {});
+    uint8_t const pixels[8 * 8 * 4] = {1, 2, 3, 4};
+    model.InsertImageRGBA(8, 8, pixels);
     model.PrepareStream(1);
     for (auto const& entry : model.Impl().instances) boxes.push_back(entry.value.bounds);
   }
+  for (char const* file : {kStreamMeshesName, kStreamMeshesTocName, kStreamImagesName,
+                           kStreamImagesTocName, kStreamBoundingName})
+    EXPECT_GT(SizeOf("m", file), 0u) << file;
+  auto const tree_bytes = FileBytes("m", kStreamBoundingName);
+  auto const tree_time = std::filesystem::last_write_time(FileOf("m", kStreamBoundingName));
+
   Model model = Open("m");
-  EXPECT_FALSE(model.Impl().bounding_tree);
+  ModelImpl& impl = model.Impl();
+  EXPECT_FALSE(impl.bounding_tree);
+  for (auto const& entry : impl.meshes) {
+    if (entry.value.kind != MeshKind::Record) continue;
+    EXPECT_FALSE(impl.mesh_records[entry.value.index].toc.empty()) << entry.key;
+  }
   model.PrepareStream(1);
-  ASSERT_TRUE(model.Impl().bounding_tree);
+  ASSERT_TRUE(impl.bounding_tree);
+  EXPECT_EQ(impl.bounding_tree->items.size(), 3002u);
   std::vector<BoundingBox> again;
-  for (auto const& entry : model.Impl().instances) again.push_back(entry.value.bounds);
+  for (auto const& entry : impl.instances) again.push_back(entry.value.bounds);
   EXPECT_EQ(again, boxes);
+  // The tree came from its file: the file wasn't written again.
+  EXPECT_EQ(FileBytes("m", kStreamBoundingName), tree_bytes);
+  EXPECT_EQ(std::filesystem::last_write_time(FileOf("m", kStreamBoundingName)), tree_time);
 }
 
 TEST_F(StreamPreparation, ModelWithoutInstancesStillPreparesImages) {
