@@ -140,4 +140,27 @@ TEST_F(Attach, MissingModelIsReportedWithItsNameEscaped) {
   EXPECT_EQ(Only(records, Tag::Instance).size(), 1u);  // the host's own goes on
 }
 
+TEST_F(Attach, LiveStreamAnnouncesInclusionsWithTheirAttachId) {
+  Model part = GridModel("live_part", 0, false);
+  Model host = GridModel("live_host", 0);
+  host.Include(part, 0);
+  uint32_t const flags = ControlFlag::StreamCulled;
+  StreamState state(host, &flags);
+  std::vector<ReadRecord> records;
+  for (int pass = 0; pass < 50 && (pass == 0 || sink.status != 2); ++pass) {
+    std::vector<ReadRecord> const more = Pass(state, RequestKind::Stream);
+    records.insert(records.end(), more.begin(), more.end());
+  }
+  EXPECT_EQ(sink.status, 2u);
+  EXPECT_EQ(Only(records, Tag::Inclusion).size(), 0u);
+  std::vector<ReadRecord> const inclusions = Only(records, Tag::LiveInclusion);
+  ASSERT_EQ(inclusions.size(), 2u);
+  EXPECT_EQ(inclusions[0].Word(1), 0u);  // attach id
+  EXPECT_EQ(inclusions[0].Word(5), 0u);  // not hidden
+  EXPECT_EQ(Only(records, Tag::Instance).size(), 2u);
+  EXPECT_EQ(Only(records, Tag::SmallMesh).size(), 2u);  // one mesh in each model
+  EXPECT_EQ(Only(records, Tag::Text).size(), 0u);
+  EXPECT_EQ(Only(records, Tag::LiveText).size(), 1u);
+}
+
 }  // namespace
