@@ -55,8 +55,10 @@ TEST_F(LineConversionTest, LinesMeetingAtAPointMergeIntoOnePolyline) {
   EXPECT_EQ((std::vector<size_t>{2, 3}), sizes);
 
   // A second conversion finds the shell and converts it the same way.
+  auto const words = Words(mesh.line_elements, 0);
   Convert();
-  EXPECT_EQ(1u, MeshCount());
+  ASSERT_EQ(2u, MeshCount());
+  EXPECT_EQ(words, Words(Mesh(Instances().at(1)->mesh).line_elements, 0));
 }
 
 TEST_F(LineConversionTest, AReferencedLineIsLeftAloneWhenMerging) {
