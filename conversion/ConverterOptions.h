@@ -36,9 +36,9 @@ struct ConverterOptions {
   bool ExportUserData = false;
   bool NormalizeHandedness = true;
   bool GroupAllInstances = false;
+  bool MeshFlag16 = false;
   // Not available yet: the converter refuses these two.
   bool BuildAssemblyTree = false;
-  bool MeshFlag16 = false;
   bool SplitPointClouds = false;
 };
 

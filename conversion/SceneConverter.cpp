@@ -62,9 +62,11 @@ SceneConverter::SceneConverter(SegmentKey const& root, ConverterOptions const& o
 SceneConverter::~SceneConverter() noexcept(false) {
   // While an exception unwinds, the model keeps what it has and the scratch
   // window still goes.
-  bool const unwinding = std::uncaught_exceptions() > 0;
-  scratch_.Delete();
-  if (!unwinding) FinishModel();
+  struct DeleteScratch {
+    OffScreenWindowKey& window;
+    ~DeleteScratch() { window.Delete(); }
+  } const scratch{scratch_};
+  if (std::uncaught_exceptions() == 0) FinishModel();
 }
 
 void SceneConverter::Log(char const* text) const {

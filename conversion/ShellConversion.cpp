@@ -248,10 +248,11 @@ void SceneConverter::ConvertFaceColors(ShellKey const& shell, KeyPath const& key
     return;
   }
   constexpr uint32_t kUncolored = 0xFFFFFFFFu;
+  constexpr uint32_t kUnconverted = 0xFFFFFFFEu;  // colored by palette index: element 0
   std::unordered_map<RgbKey, uint32_t, RgbKeyHash> groups_of;
   std::vector<uint32_t> keys;
   std::vector<uint32_t>& groups = face_groups_;
-  groups.assign(types.size(), 0);
+  groups.assign(types.size(), kUnconverted);
   bool any_uncolored = false;
   for (size_t i = 0; i < types.size(); ++i) {
     if (types[i] == Material::Type::None) {
@@ -279,8 +280,13 @@ void SceneConverter::ConvertFaceColors(ShellKey const& shell, KeyPath const& key
     sorted[rank] = static_cast<uint32_t>(sort_order_[rank] >> 32);
   }
   uint32_t const uncolored_group = static_cast<uint32_t>(keys.size());
-  for (auto& g : groups) g = g == kUncolored ? uncolored_group : static_cast<uint32_t>(inverse_order_[g]);
-  AddElements(mesh.face_elements, keys.size() + (any_uncolored ? 1 : 0));
+  for (auto& g : groups) {
+    if (g == kUncolored) g = uncolored_group;
+    else if (g == kUnconverted) g = 0;
+    else g = static_cast<uint32_t>(inverse_order_[g]);
+  }
+  // Faces colored by palette index alone stay in element 0, which must exist.
+  AddElements(mesh.face_elements, std::max<size_t>(1, keys.size() + (any_uncolored ? 1 : 0)));
   mesh.face_material_map = InsertMaterialMap(sorted);
 }
 

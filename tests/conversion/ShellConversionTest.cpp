@@ -116,6 +116,15 @@ TEST_F(ShellConversionTest, FaceColorsGroupFacesWithTheUncoloredOnesLast) {
   EXPECT_EQ(3u, Words(mesh.face_elements, 2).size());
 }
 
+TEST_F(ShellConversionTest, FaceColorsByPaletteIndexStayInTheFirstElement) {
+  ShellKey shell = InsertSquare(root);
+  shell.SetFaceIndexColorsByRange(0, {2.0f});
+  Convert();
+  auto const& mesh = OnlyMesh();
+  ASSERT_EQ(1u, mesh.face_elements.size());
+  EXPECT_EQ(6u, Words(mesh.face_elements, 0).size());
+}
+
 TEST_F(ShellConversionTest, FaceOutlinesCloseEachFace) {
   InsertSquare(root);
   ConverterOptions outlines;
