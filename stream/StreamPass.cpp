@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "geometry/bounding/BoundingBoxD.h"
-#include "store/ModelImpl.h"
 #include "store/Logger.h"
+#include "store/ModelImpl.h"
 #include "store/PagedFile.h"
 #include "stream/AssetSending.h"
 #include "stream/AttachBatch.h"
