@@ -225,6 +225,14 @@ void SceneConverter::InsertSegmentInstances(KeyPath const& key_path, SegmentKey 
   ClipRegionSet& clip = cells.ClipRegions.Get();
   GeometryMeshKey const key{visibility.elements, handedness, segment};
   auto found = segment_meshes_.find(key);
+  if (found != segment_meshes_.end() && options_.HonorVisibility) {
+    uint32_t classes = 0;
+    for (auto const& entry : found->second) classes |= entry.second;
+    if (!(classes & visibility.elements)) {
+      buckets_.clear();
+      return;
+    }
+  }
   std::vector<std::pair<uint32_t, uint32_t>> remembered;
   for (size_t b = 0; b < buckets_.size(); ++b) {
     MeshBucket& bucket = buckets_[b];

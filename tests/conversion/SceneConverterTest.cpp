@@ -5,6 +5,8 @@
 #include "ConversionFixture.h"
 #include "scene/ConditionalExpression.h"
 #include "scene/Helpers.h"
+#include "scene/ImageKit.h"
+#include "scene/TextureOptionsKit.h"
 #include "scene/IncludeKey.h"
 #include "scene/ReferenceKey.h"
 #include "scene/SegmentKits.h"
@@ -174,6 +176,53 @@ TEST_F(SceneConverterTest, VerboseLinesNameThePath) {
   EXPECT_EQ(1, log.Count("UpdateBySegPath: /root/(ANON)/@{part}/part"));
   EXPECT_EQ(1, log.Count("Inserting face mesh."));
   EXPECT_EQ(1, log.Count("Inserting mesh instance."));
+}
+
+TEST_F(SceneConverterTest, AMixedSceneLeavesNoUnresolvedReference) {
+  ImageKit image;
+  image.SetFormat(Image::Format::RGBA).SetSize(1, 1).SetData({1, 2, 3, 4});
+  root.DefineImage("pixels", image);
+  root.DefineTexture("skin", "pixels", TextureOptionsKit());
+  MaterialMappingKit textured;
+  textured.SetFaceChannel(Material::Channel::DiffuseTexture, MaterialSetting::TextureName("skin"));
+  std::vector<SegmentKey> parts;
+  for (int p = 0; p < 10; ++p) {
+    SegmentKey part = library.Subsegment();
+    if (p % 3 == 0) part.SetMaterialMapping(textured);
+    ShellKey shell = InsertSquare(part);
+    if (p % 2) shell.SetFaceRGBColorsByRange(0, {{0.1f * float(p), 0, 0}});
+    part.InsertLine({{0, 0, 0}, {float(p), 1, 0}});
+    part.InsertLine({{float(p), 1, 0}, {2, 2, 0}});
+    part.InsertCircle({1, 0, 0}, {0, 1, 0}, {-1, 0, 0});
+    parts.push_back(part);
+  }
+  for (int i = 0; i < 200; ++i) {
+    SegmentKey child = root.Subsegment();
+    child.SetModellingMatrix(Translation(float(i % 7), 0, 0));
+    if (i % 5 == 0) child.SetClipRegion({{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}}, Drawing::ClipSpace::World,
+                                        Drawing::ClipOperation::Keep);
+    if (i % 4 == 0) child.ReferenceGeometry(parts[i % 10]);
+    else child.IncludeSegment(parts[i % 10]);
+  }
+  Convert();
+  auto& model = impl();
+  EXPECT_EQ(1u, model.images.size());
+  EXPECT_GT(Instances().size(), 200u * 2);
+  for (auto const* instance : Instances()) {
+    ASSERT_NE(nullptr, model.FindMesh(instance->mesh));
+    EXPECT_TRUE(model.matrices.Contains(instance->matrix) || instance->matrix == 0);
+    for (auto key : {instance->face_material, instance->line_material, instance->point_material})
+      EXPECT_TRUE(model.materials.Contains(key));
+    EXPECT_TRUE(instance->clip == 0 || model.clip_regions.Contains(instance->clip));
+    auto const* record = model.FindMesh(instance->mesh);
+    if (record->face_material_map) {
+      auto const* map = model.material_maps.Find(record->face_material_map);
+      ASSERT_NE(nullptr, map);
+      for (auto key : map->keys) EXPECT_TRUE(model.materials.Contains(key));
+    }
+  }
+  for (auto const& record : model.material_records)
+    for (auto const& texture : record.textures) EXPECT_TRUE(model.images.Contains(texture.image));
 }
 
 TEST_F(SceneConverterTest, OptionsOfLaterFeaturesAreRefused) {
