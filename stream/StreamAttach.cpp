@@ -5,7 +5,10 @@
 #include <chrono>
 
 #include "geometry/bounding/BoundingBoxD.h"
+#include "files/File.h"
+#include "files/FileSystem.h"
 #include "geometry/bounding/BoundingTree.h"
+#include "geometry/bounding/BoundingTreeFile.h"
 #include "geometry/bounding/MatrixMath.h"
 #include "store/CacheImpl.h"
 #include "store/ModelImpl.h"
@@ -41,6 +44,21 @@ Matrix Compose(StreamState const& state, Matrix const& own, Matrix const& parent
     composed = Concat(scale, composed);
   }
   return composed;
+}
+
+// The box of the model's tree: in memory, else from its tree file.
+BoundingBox TreeBox(ModelImpl const& model) {
+  BoundingBox box;
+  if (model.bounding_tree && model.bounding_tree->root) return model.bounding_tree->root->bounds;
+  std::filesystem::path const path = model.FilePath(kStreamBoundingName);
+  if (model.file_system == nullptr || !model.file_system->Exists(path)) return box;
+  std::unique_ptr<File> file = model.file_system->NewFile(path);
+  file->OpenRead(false);
+  if (file->IsOpen()) {
+    ReadRootBox(*file, box);
+    file->Close();
+  }
+  return box;
 }
 
 Matrix MatrixOf(ModelImpl const& model, MatrixKey key) {
@@ -82,8 +100,7 @@ class IncludeExpansion {
   }
 
   void SelfInclude(IncludeRecord const& include, Matrix const& own) {
-    BoundingBox box;
-    if (model_.bounding_tree && model_.bounding_tree->root) box = model_.bounding_tree->root->bounds;
+    BoundingBox const box = TreeBox(model_);
     AttachRequest child;
     child.matrix = Compose(state_, own, request_.matrix, unit_, unit_);
     Widen(box, child.matrix);

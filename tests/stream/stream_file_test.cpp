@@ -213,6 +213,17 @@ TEST_F(StreamFile, GivenPathIsUsedAndAnUnopenablePathThrows) {
   EXPECT_EQ(log.Count("Unable to open file: "), 1);
 }
 
+TEST_F(StreamFile, ReopenedModelStreamsTheSameBytes) {
+  Bytes first;
+  {
+    Model model = SimpleModel("reopened", 7);
+    first = ReadFile(model.GenerateStreamFile(nullptr));
+  }
+  Cache other = Cache::Open(&log, &files);
+  Model model = other.OpenModel(PathOf("reopened").c_str(), false);
+  EXPECT_EQ(ReadFile(model.GenerateStreamFile(nullptr)), first);
+}
+
 TEST_F(StreamFile, TwoCallsGiveTheSameBytes) {
   Model model = SimpleModel("twice", 12);
   std::filesystem::path const path = model.GenerateStreamFile(nullptr);
