@@ -217,11 +217,17 @@ void SceneConverter::FollowReference(KZVI::Helpers::GrownKeyPath const& path, Re
 
   KeyArray targets;
   if (reference.ShowTargets(targets, true) == 0) return;
-  uint32_t const mode = options_.GeometryMode;
+  // A referenced geometry is never pooled: a pool takes the path's matrix,
+  // and this geometry needs the reference's on top of it.
+  uint32_t const mode = options_.GeometryMode == 2 ? 0 : options_.GeometryMode;
   bool pooled = false;
   for (Key const& target : targets) {
     if (target.Type() == TypeCode::Segment) {
+      // The target's pools are its own: the referring segment's wait aside.
+      std::vector<MeshBucket> referring;
+      referring.swap(buckets_);
       UpdateBySegPath(path, SegmentKey(target), false);
+      buckets_.swap(referring);
       continue;
     }
     if (target.Type() == TypeCode::Reference) continue;

@@ -101,6 +101,31 @@ TEST_F(InstancesTest, PooledGeometryOfASegmentPathIsOneMeshPerBucket) {
   library.Delete();
 }
 
+TEST_F(InstancesTest, PooledPathsKeepReferencedGeometryApart) {
+  SegmentKey library = Database::CreateRootSegment("library");
+  SegmentKey part = library.Subsegment("part");
+  InsertSquare(part);
+  ShellKey triangle = library.InsertShell({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}}, {3, 0, 1, 2});
+  InsertSquare(root);
+  root.ReferenceGeometry(part);
+  MatrixKit move;
+  move.Translate(0, 0, 9);
+  root.ReferenceGeometry(triangle).SetModellingMatrix(move);
+  ConverterOptions pooled;
+  pooled.GeometryMode = 2;
+  Convert(pooled);
+  // The referenced segment's pool, the triangle on its own matrix, and the
+  // root's own square.
+  auto const instances = Instances();
+  ASSERT_EQ(3u, instances.size());
+  EXPECT_EQ(3u, MeshCount());
+  double m[12];
+  impl().GetMatrix(instances[1]->matrix, m);
+  EXPECT_EQ(9.0, m[11]);
+  EXPECT_EQ(4u, Mesh(instances[2]->mesh).points.size());
+  library.Delete();
+}
+
 TEST_F(InstancesTest, UserDataAndTheGroupOfAllInstancesReachTheModel) {
   ShellKey shell = InsertSquare(root);
   shell.SetUserData(7, {1, 2, 3});
