@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <thread>
@@ -85,6 +86,33 @@ std::array<uint64_t, 11> SentSizes(StreamState const& s) {
           s.counters.meshes_with_data,   s.image_progress.size(),
           s.counters.images_sent,        s.sent.clip_regions.size(),
           s.sent.poly_polygons.size()};
+}
+
+bool HasStreamData(ModelImpl const& model, MeshKey key) {
+  MeshEntry const* entry = model.meshes.Find(key);
+  if (entry == nullptr) return false;
+  if (entry->kind == MeshKind::List) {
+    auto const& list = model.mesh_lists[entry->index];
+    return !list.empty() && HasStreamData(model, list.front());
+  }
+  MeshRecord const* mesh = model.FindMesh(key);
+  if (mesh != nullptr && mesh->duplicate_of != 0) mesh = model.FindMesh(mesh->duplicate_of);
+  return mesh != nullptr && !mesh->toc.empty() && mesh->toc.front().size != ~uint32_t{0};
+}
+
+// The instances with stream data of the models that an attach id brought
+// in, each model counted once: what a live viewer can expect of the group.
+uint32_t InstancesWithData(StreamState& state, uint32_t attach_id) {
+  std::unordered_set<ModelImpl const*> counted;
+  uint32_t count = 0;
+  for (StreamAttachedModel const* attached : state.attached_by_id[attach_id]) {
+    if (attached->instances.empty()) continue;
+    ModelImpl const& model = *attached->instances.begin()->second.model;
+    if (!counted.insert(&model).second) continue;
+    for (auto const& entry : model.instances)
+      if (HasStreamData(model, entry.value.mesh)) ++count;
+  }
+  return count;
 }
 
 class Pass {
@@ -257,8 +285,10 @@ bool Pass::SendPriorityKeyedData() {
     if (stand_alone) {
       WriteText(out_.Buffer(), "<PRIORITY_KEYED_DATA_SENT>");
     } else {
-      // The count comes from the key information of Part 4.9 once it exists.
-      WriteLiveText(out_.Buffer(), group->attach_id, "<PRIORITY_KEYED_DATA_SENT count=\"0\">");
+      char text[1024];
+      std::snprintf(text, sizeof text, "<PRIORITY_KEYED_DATA_SENT count=\"%u\">",
+                    InstancesWithData(s_, group->attach_id));
+      WriteLiveText(out_.Buffer(), group->attach_id, text);
     }
     done.push_back(group);
   }

@@ -160,7 +160,10 @@ TEST_F(Attach, LiveStreamAnnouncesInclusionsWithTheirAttachId) {
   EXPECT_EQ(Only(records, Tag::Instance).size(), 2u);
   EXPECT_EQ(Only(records, Tag::SmallMesh).size(), 2u);  // one mesh in each model
   EXPECT_EQ(Only(records, Tag::Text).size(), 0u);
-  EXPECT_EQ(Only(records, Tag::LiveText).size(), 1u);
+  std::vector<ReadRecord> const texts = Only(records, Tag::LiveText);
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_EQ(std::string(reinterpret_cast<char const*>(texts[0].bytes.data() + 12)),
+            "<PRIORITY_KEYED_DATA_SENT count=\"2\">");
 }
 
 }  // namespace
