@@ -231,7 +231,10 @@ void Pass::ChangeLevels() {
   s_.level_changes.clear();
 }
 
+// The attachment thread widens the bounds as it resolves includes, so they
+// are read and written under the attach lock.
 void Pass::FirstBounds() {
+  std::lock_guard lock(s_.attach_lock);
   if (!s_.bits.bounds_unsent || !s_.bounds.Valid()) return;
   out_.WriteModelContext(RootStreamId());
   WriteBounds(out_.Buffer(), s_.bounds, s_.bounds_weight);
@@ -241,6 +244,7 @@ void Pass::FirstBounds() {
 
 bool Pass::Recompute() {
   if (!bounds_dirty_) return false;
+  std::lock_guard lock(s_.attach_lock);
   BoundingBox const old_bounds = s_.bounds;
   uint32_t const old_weight = s_.bounds_weight;
   BoundingBox bounds = s_.bounds_sent ? BoundingBox{} : s_.bounds;
