@@ -19,7 +19,6 @@ class Lazy {
     }
     return value_;
   }
-  bool Computed() const { return computed_; }
 
  private:
   std::function<T()> make_;

@@ -68,8 +68,6 @@ class SceneConverter {
   void Visit(KZVI::Helpers::GrownKeyPath const& path);
   void UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, SegmentKey segment, bool follow_references);
 
-  ConverterOptions const& Options() const { return options_; }
-
  private:
   friend struct PathAttributes;
   using LazyPalette = Lazy<MaterialPalette>;
@@ -130,6 +128,7 @@ class SceneConverter {
   uint32_t FindOrConvertMeshes(uint32_t visibility, GeometryKey const& geometry, PathAttributes& cells,
                                KeyPath const& key_path, uint64_t handedness, bool& is_text);
   void InsertWorkMesh(QX::Store::MeshData const& mesh);
+  static uint32_t ClassBits(QX::Store::MeshData const& mesh, bool is_text);
   void CreateInstances(uint32_t matrix_key, MaterialSet const& materials, uint32_t visibility, uint32_t lights,
                        bool is_text, ClipRegionSet& clip, KeyPath const& key_path);
   uint32_t InsertClipRegion(ClipRegionSet& clip);
