@@ -110,6 +110,25 @@ TEST_F(SceneConverterTest, RightHandedStripsAreReversedWithEqualFlags) {
   EXPECT_EQ(left_words[2 * stride], right_words[2 * stride]);
 }
 
+TEST_F(SceneConverterTest, HandednessBitsFollowTheOption) {
+  DrawingAttributeKit right, none;
+  right.SetPolygonHandedness(Drawing::Handedness::Right);
+  none.SetPolygonHandedness(Drawing::Handedness::None);
+  SegmentKey part = library.Subsegment("part");
+  part.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}, {3, 0, 1, 2});
+  root.Subsegment("r").SetDrawingAttribute(right).IncludeSegment(part);
+  root.Subsegment("n").SetDrawingAttribute(none).IncludeSegment(part);
+  ConverterOptions keep;
+  keep.NormalizeHandedness = false;
+  Convert(keep);
+  auto const instances = Instances();
+  ASSERT_EQ(2u, instances.size());
+  auto const& right_mesh = Mesh(instances[0]->mesh);
+  EXPECT_EQ(1u, right_mesh.flags & 7);
+  EXPECT_EQ((std::vector<uint32_t>{0, 1, 2}), Words(right_mesh.face_elements, 0));
+  EXPECT_EQ(0u, Mesh(instances[1]->mesh).flags & 7);
+}
+
 TEST_F(SceneConverterTest, LinesShareOneMeshUnderAnyHandedness) {
   DrawingAttributeKit right;
   right.SetPolygonHandedness(Drawing::Handedness::Right);
