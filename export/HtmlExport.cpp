@@ -7,7 +7,11 @@
 #include "export/TemplateEmbedding.h"
 #include "export/value_types/Exceptions.h"
 #include "scene/Helpers.h"
+#include "conversion/ConverterOptions.h"
+#include "conversion/SceneConverter.h"
+#include "conversion/WalkScene.h"
 #include "scene/KeyPath.h"
+#include "scene/SegmentKey.h"
 #include "store/Cache.h"
 #include "store/Logger.h"
 #include "store/Model.h"
@@ -68,11 +72,18 @@ void HTML::File::Export(KeyPath const& key_path, char const* output_file_name,
   QX::Store::Cache cache = QX::Store::Cache::Open(&logger, nullptr);
   std::string const workspace = NewWorkspacePath();
   QX::Store::Model model = cache.OpenModel(workspace.c_str(), false);
+  uint32_t const inclusion = model.Include(model, 0);
 
-  // The conversion of the scene below `key_path` into the model, and the
-  // model's preparation and stream file, take their places here as the
-  // converter and the stream engine join.
-  (void)key_path;
+  KeyArray keys;
+  key_path.ShowKeys(keys);
+  SegmentKey const root(keys.at(0));
+  ConverterOptions options;
+  options.SegmentFilter = [root](SegmentKey const& segment) { return segment != root; };
+  options.ForceNormals = true;
+  SceneConverter converter(root, options, logger, model, inclusion);
+  WalkScene(key_path, converter, logger, true);
+  model.PrepareStream(1);
+  model.GenerateStreamFile(nullptr);
 
   // The stream file lies beside the model, named after it.
   std::string const stream_path = workspace + "/" + model.Name() + ".qxs";
