@@ -288,7 +288,7 @@ class SceneBuilder {
     std::optional<ImportedImage> file = ReadImageFile(FindTextureFile(path).string(), problem);
     if (!file) return std::nullopt;
     KZV::ImageKit kit;
-    kit.SetFormat(file->format).SetData(file->bytes);
+    kit.SetFormat(file->header.format).SetSize(file->header.width, file->header.height).SetData(file->bytes);
     return kit;
   }
 
@@ -298,12 +298,13 @@ class SceneBuilder {
     auto const* bytes = reinterpret_cast<uint8_t const*>(texture.pcData);
     KZV::ImageKit kit;
     if (texture.mHeight == 0) {
-      auto const format = SniffImageFormat(bytes, texture.mWidth);
-      if (!format) {
+      auto const header = ReadImageHeader(bytes, texture.mWidth);
+      if (!header) {
         problem = "embedded image of format '" + std::string(texture.achFormatHint) + "' is not PNG, JPEG or BMP";
         return std::nullopt;
       }
-      kit.SetFormat(*format).SetData(KZV::ByteArray(bytes, bytes + texture.mWidth));
+      kit.SetFormat(header->format).SetSize(header->width, header->height);
+      kit.SetData(KZV::ByteArray(bytes, bytes + texture.mWidth));
     } else {
       size_t const size = size_t{texture.mWidth} * texture.mHeight * sizeof(aiTexel);
       kit.SetFormat(KZV::Image::Format::BGRA).SetSize(texture.mWidth, texture.mHeight);

@@ -9,13 +9,19 @@
 
 namespace qx_tool {
 
-struct ImportedImage {
+struct ImageHeader {
   KZV::Image::Format format;
+  uint32_t width, height;
+};
+
+struct ImportedImage {
+  ImageHeader header;
   KZV::ByteArray bytes;
 };
 
-// PNG, JPEG or BMP by the file's signature; nothing for other data.
-std::optional<KZV::Image::Format> SniffImageFormat(uint8_t const* bytes, size_t size);
+// The format and size of PNG, JPEG or BMP data, read from its header;
+// nothing for other or damaged data.
+std::optional<ImageHeader> ReadImageHeader(uint8_t const* bytes, size_t size);
 
 // Reads a texture file; an error text in `problem` when it can't be used.
 std::optional<ImportedImage> ReadImageFile(std::string const& path, std::string& problem);
