@@ -124,8 +124,12 @@ TEST(AssimpImporter, DuckIsOneTexturedShellWithTheGlbsOwnPng) {
   KZV::ImageKit const image = TextureImage(scene.root, "texture 1");
   KZV::Image::Format format{};
   KZV::ByteArray bytes;
+  uint32_t width = 0, height = 0;
   ASSERT_TRUE(image.ShowFormat(format));
   EXPECT_EQ(format, KZV::Image::Format::Png);
+  ASSERT_TRUE(image.ShowSize(width, height));  // read from the PNG's header
+  EXPECT_EQ(width, 512u);
+  EXPECT_EQ(height, 512u);
   ASSERT_TRUE(image.ShowData(bytes));
   EXPECT_GT(bytes.size(), 1000u);
   EXPECT_LT(bytes.size(), ReadFileSize(model_path));
@@ -141,9 +145,14 @@ TEST(AssimpImporter, MilkTruckWheelsAreOneSharedShellIncludedTwice) {
   EXPECT_EQ(tally.faces, 3624u);  // the wheels' triangles twice
   EXPECT_EQ(CountScene(scene.library).faces, 3624u - 2856u);  // the file's triangles, wheels once
 
+  KZV::ImageKit const image = TextureImage(scene.root, "texture 1");
   KZV::Image::Format format{};
-  ASSERT_TRUE(TextureImage(scene.root, "texture 1").ShowFormat(format));
+  uint32_t width = 0, height = 0;
+  ASSERT_TRUE(image.ShowFormat(format));
   EXPECT_EQ(format, KZV::Image::Format::Jpeg);
+  ASSERT_TRUE(image.ShowSize(width, height));  // read from the JPEG's frame header
+  EXPECT_GT(width, 0u);
+  EXPECT_GT(height, 0u);
 }
 
 TEST(AssimpImporter, EngineAssemblyPlacesSharedMeshesThroughIncludes) {

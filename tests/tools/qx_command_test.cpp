@@ -1,0 +1,147 @@
+// `qx export` and `qx demo` run as commands: the pages they write, the
+// streams in them, and their errors and exit codes.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path const kModels = fs::path(QX_SHARED_DIR) / "models";
+
+struct CommandResult {
+  int code;
+  std::string output;  // stdout and stderr
+};
+
+CommandResult RunQx(std::string const& arguments) {
+  std::string const command = std::string("'") + QX_TOOL + "' " + arguments + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return {-1, "popen failed"};
+  CommandResult run{0, {}};
+  char buffer[4096];
+  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
+  int const status = pclose(pipe);
+  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+std::string Quoted(fs::path const& path) { return "'" + path.string() + "'"; }
+
+std::string ReadText(fs::path const& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+class QxCommand : public testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / ("qx-command-test-" + std::to_string(getpid()));
+    fs::create_directories(dir_);
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Exports with the work files kept and returns `qx inspect` of its stream.
+  std::string ExportAndInspect(fs::path const& model) {
+    fs::path const page = dir_ / "page.html";
+    CommandResult const run = RunQx("export " + Quoted(model) + " " + Quoted(page) + " --keep-workdir");
+    EXPECT_EQ(run.code, 0) << run.output;
+    std::smatch kept;
+    if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) {
+      ADD_FAILURE() << run.output;
+      return {};
+    }
+    fs::path const work = kept[1].str();
+    std::string summary;
+    for (auto const& entry : fs::recursive_directory_iterator(work))
+      if (entry.path().extension() == ".qxs") summary = RunQx("inspect " + Quoted(entry.path())).output;
+    fs::remove_all(work);
+    EXPECT_NE(ReadText(page).find("<html"), std::string::npos);
+    return summary;
+  }
+
+  fs::path dir_;
+};
+
+#define REQUIRE_MODEL(relative) \
+  if (!fs::exists(kModels / (relative))) GTEST_SKIP() << "no sample " << (relative)
+
+TEST_F(QxCommand, SharedMeshesBecomeOneMeshRecordAndManyInstances) {
+  REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
+  std::string const summary = ExportAndInspect(kModels / "2CylinderEngine/2CylinderEngine.glb");
+  EXPECT_NE(summary.find("instances 115, meshes 34 (records 34, triangles 75730)"), std::string::npos) << summary;
+  EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
+}
+
+TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
+  REQUIRE_MODEL("CesiumMilkTruck/CesiumMilkTruck.glb");
+  std::string const summary = ExportAndInspect(kModels / "CesiumMilkTruck/CesiumMilkTruck.glb");
+  EXPECT_NE(summary.find("instances 5, meshes 4 (records 4, triangles 2856)"), std::string::npos) << summary;
+  EXPECT_EQ(summary.find("images 0"), std::string::npos) << summary;
+}
+
+TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
+  fs::path const page = dir_ / "demo.html";
+  CommandResult const run = RunQx("demo " + Quoted(page));
+  ASSERT_EQ(run.code, 0) << run.output;
+  std::string const html = ReadText(page);
+  EXPECT_EQ(html.find("<!-- QX_MODEL_DATA -->"), std::string::npos);  // the stream took the marker's place
+  EXPECT_EQ(run.output.find("kept"), std::string::npos);
+  for (auto const& entry : fs::directory_iterator(dir_)) EXPECT_EQ(entry.path(), page);
+}
+
+// Every failure names its cause, ends with its exit code and leaves no
+// page behind, nor half a page beside the output.
+TEST_F(QxCommand, BadInputsGiveTheirExitCodesAndNoPage) {
+  fs::path const page = dir_ / "out.html";
+  std::ofstream(dir_ / "empty.glb").flush();
+  std::ofstream(dir_ / "plain.html") << "<html><body>no marker</body></html>\n";
+  std::ofstream(dir_ / "scene.obj") << "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
+  struct Case {
+    std::string arguments;
+    int code;
+    char const* words;
+  } const cases[] = {
+      {"export " + Quoted(dir_ / "absent.glb") + " " + Quoted(page), 1, "no such file"},
+      {"export " + Quoted(dir_ / "empty.glb") + " " + Quoted(page), 1, "is empty"},
+      {"export " + Quoted(dir_) + " " + Quoted(page), 1, "is a directory"},
+      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2,
+       "marker"},
+      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(page) + " --template " + Quoted(dir_ / "none.html"), 2,
+       "cannot read the page template"},
+      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_ / "no/such/dir/out.html"), 3, "cannot write"},
+      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_), 3, "is a directory"},
+      {"demo " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2, "marker"},
+  };
+  for (auto const& c : cases) {
+    CommandResult const run = RunQx(c.arguments);
+    EXPECT_EQ(run.code, c.code) << c.arguments << "\n" << run.output;
+    EXPECT_NE(run.output.find(c.words), std::string::npos) << c.arguments << "\n" << run.output;
+    EXPECT_FALSE(fs::exists(page)) << c.arguments;
+  }
+  for (auto const& entry : fs::directory_iterator(dir_))
+    EXPECT_EQ(entry.path().string().find(".part-"), std::string::npos) << entry.path();
+}
+
+TEST_F(QxCommand, AFailedExportLeavesTheOldPageAsItWas) {
+  REQUIRE_MODEL("Duck/Duck.glb");
+  fs::path const page = dir_ / "duck.html";
+  std::ofstream(page) << "the old page";
+  std::string const truncated = ReadText(kModels / "Duck/Duck.glb").substr(0, 3000);
+  std::ofstream(dir_ / "cut.glb", std::ios::binary) << truncated;
+  CommandResult const run = RunQx("export " + Quoted(dir_ / "cut.glb") + " " + Quoted(page));
+  EXPECT_EQ(run.code, 1) << run.output;
+  EXPECT_EQ(ReadText(page), "the old page");
+  ASSERT_EQ(RunQx("export " + Quoted(kModels / "Duck/Duck.glb") + " " + Quoted(page)).code, 0);
+  EXPECT_GT(fs::file_size(page), 100000u);
+}
+
+}  // namespace
