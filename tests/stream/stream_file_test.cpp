@@ -256,7 +256,7 @@ class GeneratedModel {
     std::vector<ClipRegionKey> clips = {0, ClipRegion(), ClipRegion()};
     std::vector<InstanceInc> placed;
     for (int i = 0; i < 150; ++i) {
-      double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, Pick(500), Pick(500), Pick(50)};
+      double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, double(Pick(500)), double(Pick(500)), double(Pick(50))};
       MaterialKey const face = Pick(4) == 0 ? kNoKey : materials[Pick(10)];
       MaterialMapKey const map = Pick(3) == 0 ? maps[Pick(3)] : 0;
       placed.push_back({1, model_.InsertInstance(meshes[Pick(meshes.size())],
