@@ -167,6 +167,16 @@ TEST(AssimpImporter, EngineAssemblyPlacesSharedMeshesThroughIncludes) {
   EXPECT_EQ(tally.includes, 115u - (34 - 19));
 }
 
+TEST(AssimpImporter, DeepSkeletonTreePlacesOneMeshEightyFourTimes) {
+  REQUIRE_MODEL("RecursiveSkeletons/RecursiveSkeletons.glb");
+  auto const scene = AssimpImporter::Import(model_path);
+  EXPECT_EQ(CountSubsegments(scene.library), 1u);
+  Tally const tally = CountScene(scene.root);
+  EXPECT_EQ(tally.segments, 1u + 925u);
+  EXPECT_EQ(tally.includes, 84u);
+  EXPECT_EQ(tally.faces, 6384u);
+}
+
 TEST(AssimpImporter, PrimitiveModesGiveFacesPolylinesAndPoints) {
   REQUIRE_MODEL("MeshPrimitiveModes/MeshPrimitiveModes.gltf");
   auto const scene = AssimpImporter::Import(model_path);
