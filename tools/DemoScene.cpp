@@ -165,7 +165,7 @@ void AddReferenceConditionAndClip(SegmentKey const& root, SegmentKey const& owne
   Paint(clipped, {0.6f, 0.4f, 0.2f, 1});
   clipped.SetClipRegion({{{0, 0, 0}, {1.5f, 0, 0}, {1.5f, 1.5f, 0}, {0, 1.5f, 0}}}, KZV::Drawing::ClipSpace::World,
                         KZV::Drawing::ClipOperation::Keep);
-  clipped.InsertShell({{-1, -1, 0}, {3, -1, 0}, {3, 3, 0}, {-1, 3, 0}}, {4, 0, 1, 2, 3});
+  clipped.InsertShell({{-0.5f, -0.5f, 0}, {2, -0.5f, 0}, {2, 2, 0}, {-0.5f, 2, 0}}, {4, 0, 1, 2, 3});
 }
 
 }  // namespace

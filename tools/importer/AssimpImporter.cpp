@@ -1,11 +1,11 @@
 #include "tools/importer/AssimpImporter.h"
 
 #include <assimp/GltfMaterial.h>
+#include <assimp/Importer.hpp>
 #include <assimp/material.h>
 #include <assimp/scene.h>
 
 #include <algorithm>
-#include <assimp/Importer.hpp>
 #include <filesystem>
 #include <fstream>
 #include <optional>
