@@ -49,10 +49,11 @@ class QxCommand : public testing::Test {
   }
   void TearDown() override { fs::remove_all(dir_); }
 
-  // Exports with the work files kept and returns `qx inspect` of its stream.
-  std::string ExportAndInspect(fs::path const& model) {
+  // Runs `qx export MODEL` or `qx demo` with the work files kept and
+  // returns `qx inspect` of the stream.
+  std::string ExportAndInspect(std::string const& command) {
     fs::path const page = dir_ / "page.html";
-    CommandResult const run = RunQx("export " + Quoted(model) + " " + Quoted(page) + " --keep-workdir");
+    CommandResult const run = RunQx(command + " " + Quoted(page) + " --keep-workdir");
     EXPECT_EQ(run.code, 0) << run.output;
     std::smatch kept;
     if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) {
@@ -76,14 +77,14 @@ class QxCommand : public testing::Test {
 
 TEST_F(QxCommand, SharedMeshesBecomeOneMeshRecordAndManyInstances) {
   REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
-  std::string const summary = ExportAndInspect(kModels / "2CylinderEngine/2CylinderEngine.glb");
+  std::string const summary = ExportAndInspect("export " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
   EXPECT_NE(summary.find("instances 115, meshes 34 (records 34, triangles 75730)"), std::string::npos) << summary;
   EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
 }
 
 TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
   REQUIRE_MODEL("CesiumMilkTruck/CesiumMilkTruck.glb");
-  std::string const summary = ExportAndInspect(kModels / "CesiumMilkTruck/CesiumMilkTruck.glb");
+  std::string const summary = ExportAndInspect("export " + Quoted(kModels / "CesiumMilkTruck/CesiumMilkTruck.glb"));
   EXPECT_NE(summary.find("instances 5, meshes 4 (records 4, triangles 2856)"), std::string::npos) << summary;
   EXPECT_EQ(summary.find("images 0"), std::string::npos) << summary;
 }
@@ -96,6 +97,17 @@ TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   EXPECT_EQ(html.find("<!-- QX_MODEL_DATA -->"), std::string::npos);  // the stream took the marker's place
   EXPECT_EQ(run.output.find("kept"), std::string::npos);
   for (auto const& entry : fs::directory_iterator(dir_)) EXPECT_EQ(entry.path(), page);
+}
+
+// The demo's eight bolts are one part: fewer meshes than instances, and
+// its generated texture is in the stream.
+TEST_F(QxCommand, DemoStreamReusesItsPartsAndHoldsItsTexture) {
+  std::string const summary = ExportAndInspect("demo");
+  std::smatch counts;
+  ASSERT_TRUE(std::regex_search(summary, counts, std::regex("instances (\\d+), meshes (\\d+)"))) << summary;
+  EXPECT_GE(std::stoi(counts[1].str()), std::stoi(counts[2].str()) + 7) << summary;
+  EXPECT_NE(summary.find("images 1"), std::string::npos) << summary;
+  EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
 }
 
 // Every failure names its cause, ends with its exit code and leaves no
