@@ -1,6 +1,5 @@
 #include "tools/importer/ImportedImage.h"
 
-#include <climits>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
