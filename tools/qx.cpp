@@ -1,7 +1,6 @@
 // qx: the command line front of the toolkit.
 #include <CLI/CLI.hpp>
 
-#include "tools/DemoCommand.h"
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
 #include "tools/InspectCommand.h"
@@ -11,7 +10,6 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   app.set_version_flag("--version", "qx 0.1");
   qx_tool::AddExportCommand(app);
-  qx_tool::AddDemoCommand(app);
   qx_tool::AddEmbedCommand(app);
   qx_tool::AddInspectCommand(app);
   CLI11_PARSE(app, argc, argv);

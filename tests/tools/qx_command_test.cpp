@@ -49,7 +49,7 @@ class QxCommand : public testing::Test {
   }
   void TearDown() override { fs::remove_all(dir_); }
 
-  // Runs `qx export MODEL` or `qx demo` with the work files kept and
+  // Runs `qx export MODEL` or `qx export --demo` with the work files kept and
   // returns `qx inspect` of the stream.
   std::string ExportAndInspect(std::string const& command) {
     fs::path const page = dir_ / "page.html";
@@ -91,7 +91,7 @@ TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
 
 TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   fs::path const page = dir_ / "demo.html";
-  CommandResult const run = RunQx("demo " + Quoted(page));
+  CommandResult const run = RunQx("export --demo " + Quoted(page));
   ASSERT_EQ(run.code, 0) << run.output;
   std::string const html = ReadText(page);
   EXPECT_EQ(html.find("<!-- QX_MODEL_DATA -->"), std::string::npos);  // the stream took the marker's place
@@ -102,7 +102,7 @@ TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
 // The demo's eight bolts are one part: fewer meshes than instances, and
 // its generated texture is in the stream.
 TEST_F(QxCommand, DemoStreamReusesItsPartsAndHoldsItsTexture) {
-  std::string const summary = ExportAndInspect("demo");
+  std::string const summary = ExportAndInspect("export --demo");
   std::smatch counts;
   ASSERT_TRUE(std::regex_search(summary, counts, std::regex("instances (\\d+), meshes (\\d+)"))) << summary;
   EXPECT_GE(std::stoi(counts[1].str()), std::stoi(counts[2].str()) + 7) << summary;
@@ -131,7 +131,7 @@ TEST_F(QxCommand, BadInputsGiveTheirExitCodesAndNoPage) {
        "cannot read the page template"},
       {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_ / "no/such/dir/out.html"), 3, "cannot write"},
       {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_), 3, "is a directory"},
-      {"demo " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2, "marker"},
+      {"export --demo " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2, "marker"},
   };
   for (auto const& c : cases) {
     CommandResult const run = RunQx(c.arguments);
