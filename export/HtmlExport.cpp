@@ -63,12 +63,25 @@ std::string NewWorkspacePath() {
 
 void HTML::File::Export(KeyPath const& key_path, char const* output_file_name,
                         char const* template_file_name) {
+  QX::Store::NullLogger logger;
+  ConverterOptions options;
+  options.ForceNormals = true;
+  KZVI::ExportPage(key_path, output_file_name, template_file_name, logger, std::move(options));
+}
+
+}  // namespace KZV
+
+namespace KZVI {
+
+void ExportPage(KZV::KeyPath const& key_path, char const* output_file_name,
+                char const* template_file_name, QX::Store::Logger& logger,
+                KZV::ConverterOptions options) {
+  using namespace KZV;
   if (!TemplateExists(template_file_name)) {
     throw IOException(std::string("Unable to open telvis template for HTML export: ") +
                           (template_file_name ? template_file_name : ""),
                       2);
   }
-  QX::Store::NullLogger logger;
   QX::Store::Cache cache = QX::Store::Cache::Open(&logger, nullptr);
   std::string const workspace = NewWorkspacePath();
   QX::Store::Model model = cache.OpenModel(workspace.c_str(), false);
@@ -77,9 +90,7 @@ void HTML::File::Export(KeyPath const& key_path, char const* output_file_name,
   KeyArray keys;
   key_path.ShowKeys(keys);
   SegmentKey const root(keys.at(0));
-  ConverterOptions options;
   options.SegmentFilter = [root](SegmentKey const& segment) { return segment != root; };
-  options.ForceNormals = true;
   SceneConverter converter(root, options, logger, model, inclusion);
   WalkScene(key_path, converter, logger, true);
   model.PrepareStream(1);
@@ -87,10 +98,10 @@ void HTML::File::Export(KeyPath const& key_path, char const* output_file_name,
 
   // The stream file lies beside the model, named after it.
   std::string const stream_path = workspace + "/" + model.Name() + ".qxs";
-  if (KZVI::EmbedStreamInTemplate(stream_path.c_str(), template_file_name, output_file_name,
-                                  nullptr) != KZVI::kEmbedOk) {
+  if (EmbedStreamInTemplate(stream_path.c_str(), template_file_name, output_file_name, nullptr) !=
+      kEmbedOk) {
     throw IOException("HTML Export Failed", 1);
   }
 }
 
-}  // namespace KZV
+}  // namespace KZVI

@@ -12,9 +12,11 @@
 #include <iterator>
 #include <optional>
 
+#include "conversion/ConverterOptions.h"
 #include "export/HtmlExport.h"
 #include "export/TemplateEmbedding.h"
 #include "scene/KeyPath.h"
+#include "store/Logger.h"
 
 namespace qx_tool {
 namespace {
@@ -77,9 +79,19 @@ class WorkDirectory {
   bool keep_ = false;
 };
 
+// The export's own lines (walk progress, stage timings) on stderr.
+class ProgressLogger final : public QX::Store::Logger {
+ public:
+  void Message(char const* text) override { std::fprintf(stderr, "qx: %s\n", text); }
+};
+
 void RunExport(KZV::SegmentKey const& root, std::string const& part, std::string const& page_template) {
   try {
-    KZV::HTML::File::Export(KZV::KeyPath({root}), part.c_str(), page_template.c_str());
+    ProgressLogger logger;
+    KZV::ConverterOptions options;
+    options.ForceNormals = true;
+    KZVI::ExportPage(KZV::KeyPath({root}), part.c_str(), page_template.c_str(), logger,
+                     std::move(options));
   } catch (std::exception const& error) {
     throw ToolError(std::string("the export failed: ") + error.what(), kExportFailed);
   }
