@@ -64,7 +64,8 @@ struct Expected {
 // Parts in a library of their own: a box (textured, face colored or plain)
 // and two lines through a shared point, which merge into one line mesh. A
 // part that is only referenced draws with the referring path's attributes,
-// so its texture goes unused: parts 4 and 8 are such, 0 and 1 aren't.
+// so its texture goes unused: parts 0, 4 and 8 are such, the others are
+// included too, and both textures are in use.
 struct Part {
   SegmentKey segment;
   ShellKey box;
