@@ -63,7 +63,7 @@ TEST_F(CSharpBindingTest, PassesPathsAsUTF8AndNullAsNull) {
 TEST_F(CSharpBindingTest, ModuleExceptionsGoToTheirCallbacks) {
   ExportThrowing([] { throw KZV::InvalidObjectException("object"); });
   ExportThrowing([] { throw KZV::IndexOutOfRangeException("index"); });
-  ExportThrowing([] { throw KZV::InvalidSpecificationException("spec"); });
+  ExportThrowing([] { throw KZV::InvalidSpecificationException("condition"); });
   ExportThrowing([] { throw KZV::InvalidOperationException("operation"); });
   ExportThrowing([] { throw KZV::IOException("HTML Export Failed", 1); });
   ExportThrowing([] { throw KZV::IOException("", 2); });
