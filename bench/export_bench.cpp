@@ -34,6 +34,8 @@
 #include "store/Cache.h"
 #include "store/Logger.h"
 #include "store/Model.h"
+#include "store/ModelImpl.h"
+#include "stream/StreamInspector.h"
 
 namespace {
 
@@ -60,10 +62,13 @@ double PeakMiB() {
 // so that no two parts are alike.
 void InsertPart(SegmentKey const& part, int seed) {
   PointArray points;
+  uint32_t jitter = uint32_t(seed) * 2654435761u + 1;
   for (int side = 0; side < 2; ++side)
     for (int j = 0; j < kGrid; ++j)
-      for (int i = 0; i < kGrid; ++i)
-        points.push_back({float(i), float(j), float(side) + 0.001f * float((seed * 7919 + i * 31 + j) % 97)});
+      for (int i = 0; i < kGrid; ++i) {
+        jitter = jitter * 1664525u + 1013904223u;
+        points.push_back({float(i), float(j), float(side) + float(jitter >> 8) / float(1 << 24) * 0.1f});
+      }
   IntArray faces;
   for (int side = 0; side < 2; ++side) {
     int const base = side * kGrid * kGrid;
@@ -130,6 +135,9 @@ StageTimes RunStages(SegmentKey const& root, std::filesystem::path const& work) 
     model = QX::Store::Model();
     t.walk = std::min(t.walk, SecondsOf([&] { model = Walk(cache, logger, root, directory); }));
   }
+  // Key 0 of the meshes is the model's own empty mesh.
+  std::printf("  model: %zu meshes, %zu instances\n", model.Impl().meshes.size() - 1,
+              model.Impl().instances.size());
   t.prepare = SecondsOf([&] { model.PrepareStream(1); });
   std::string stream_path;
   t.stream = SecondsOf([&] { stream_path = model.GenerateStreamFile(nullptr); });
@@ -141,8 +149,14 @@ StageTimes RunStages(SegmentKey const& root, std::filesystem::path const& work) 
     result = KZVI::EmbedStreamInTemplate(stream_path.c_str(), page_template.c_str(), page.c_str(), nullptr);
   });
   if (result != KZVI::kEmbedOk) std::fprintf(stderr, "embedding failed: %u\n", result);
-  std::printf("  stream file %.1f MiB, page %.1f MiB\n",
-              double(std::filesystem::file_size(stream_path)) / 1048576.0,
+  std::ifstream in(stream_path, std::ios::binary);
+  std::vector<uint8_t> const bytes{std::istreambuf_iterator<char>(in), {}};
+  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(bytes);
+  std::printf("  stream file %.1f MiB (%llu instances, %llu meshes, %llu triangles, %zu unresolved), "
+              "page %.1f MiB\n",
+              double(bytes.size()) / 1048576.0, static_cast<unsigned long long>(summary.instances),
+              static_cast<unsigned long long>(summary.mesh_definitions),
+              static_cast<unsigned long long>(summary.triangles), summary.dangling.size(),
               double(std::filesystem::file_size(page)) / 1048576.0);
   return t;
 }
