@@ -35,7 +35,7 @@
 #include "store/Logger.h"
 #include "store/Model.h"
 #include "store/ModelImpl.h"
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
-#include "tools/InspectCommand.h"
+#include "tools/SummaryCommand.h"
 
 int main(int argc, char** argv) {
   CLI::App app{"qx: turn 3D scenes into self-contained web pages"};
@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "qx 0.1");
   qx_tool::AddExportCommand(app);
   qx_tool::AddEmbedCommand(app);
-  qx_tool::AddInspectCommand(app);
+  qx_tool::AddSummaryCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

@@ -25,7 +25,7 @@
 #include "store/Logger.h"
 #include "store/Model.h"
 #include "store/ModelImpl.h"
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 #include "tests/export/Base64Reference.h"
 #include "tests/stream/StreamRecords.h"
 #include "tests/support/TempDir.h"

@@ -9,7 +9,7 @@
 #include "scene/MatrixKit.h"
 #include "scene/SegmentKey.h"
 #include "scene/ShellKey.h"
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 #include "tests/export/Base64Reference.h"
 #include "tests/support/TempDir.h"
 

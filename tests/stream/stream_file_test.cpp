@@ -11,7 +11,7 @@
 
 #include "store/ModelImpl.h"
 #include "stream/ControlFlags.h"
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 #include "tests/geometry/mesh/TestMesh.h"
 #include "tests/store/StoreFixture.h"
 #include "tests/stream/StreamRecords.h"

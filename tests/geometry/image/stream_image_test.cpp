@@ -16,6 +16,7 @@
 #include "geometry/image/ImageBlock.h"
 #include "geometry/mesh/CompressedRecord.h"
 #include "store/Logger.h"
+#include "tests/support/TempDir.h"
 
 namespace QX::Store {
 namespace {
@@ -36,9 +37,7 @@ class RecordingLogger final : public Logger {
 class FakeModel final : public StreamImageModel {
  public:
   FakeModel() {
-    static int counter = 0;
-    path_ = testing::TempDir() + "stream_images_" + std::to_string(++counter) + ".qxd";
-    file_ = std::make_unique<DiskFile>(path_);
+    file_ = std::make_unique<DiskFile>(dir_ / "_stream_images.qxd");
     file_->OpenWrite(true, true);
   }
 
@@ -70,7 +69,7 @@ class FakeModel final : public StreamImageModel {
   std::vector<std::pair<ImageKey, std::vector<ImageTocEntry>>> tocs;
 
  private:
-  std::string path_;
+  qx_test::TempDir dir_;
   std::unique_ptr<DiskFile> file_;
 };
 

@@ -1,4 +1,4 @@
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 
 #include <gtest/gtest.h>
 
@@ -56,7 +56,7 @@ Bytes SceneStream() {
   return out;
 }
 
-TEST(StreamInspector, CountsContentAndFindsUndefinedReferences) {
+TEST(StreamSummary, CountsContentAndFindsUndefinedReferences) {
   Bytes const stream = SceneStream();
   StreamSummary const s = SummarizeStream(stream);
   EXPECT_TRUE(s.error.empty()) << s.error;
@@ -74,7 +74,7 @@ TEST(StreamInspector, CountsContentAndFindsUndefinedReferences) {
   EXPECT_NE(text.find("unresolved references: 1"), std::string::npos);
 }
 
-TEST(StreamInspector, ReadsWhatTheOutputWroteInCompressedChunks) {
+TEST(StreamSummary, ReadsWhatTheOutputWroteInCompressedChunks) {
   Bytes scene = SceneStream();
   test::RecordingSink sink;
   StreamOutput out;
@@ -89,7 +89,7 @@ TEST(StreamInspector, ReadsWhatTheOutputWroteInCompressedChunks) {
   EXPECT_EQ(s.instances, 8u);
 }
 
-TEST(StreamInspector, ReadsAStreamFile) {
+TEST(StreamSummary, ReadsAStreamFile) {
   auto const path = std::filesystem::temp_directory_path() /
                     ("qx_inspect_" + std::to_string(::getpid()) + ".qxs");
   Bytes const scene = SceneStream();
@@ -103,7 +103,7 @@ TEST(StreamInspector, ReadsAStreamFile) {
   EXPECT_FALSE(SummarizeStreamFile(DefaultFiles(), path).has_value());
 }
 
-TEST(StreamInspector, ReportsRecordsWithoutContextAndReadErrors) {
+TEST(StreamSummary, ReportsRecordsWithoutContextAndReadErrors) {
   Bytes out;
   SmallMesh(out, 1);
   Words(out, {0xDEAD, 0});

@@ -1,4 +1,4 @@
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 
 #include <cstdio>
 #include <unordered_map>

@@ -7,6 +7,6 @@ class App;
 
 namespace qx_tool {
 
-void AddInspectCommand(CLI::App& app);
+void AddSummaryCommand(CLI::App& app);
 
 }  // namespace qx_tool

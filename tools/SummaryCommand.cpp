@@ -1,4 +1,4 @@
-#include "tools/InspectCommand.h"
+#include "tools/SummaryCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
@@ -11,7 +11,7 @@
 #include "store/Logger.h"
 #include "store/Model.h"
 #include "store/ModelSummary.h"
-#include "stream/StreamInspector.h"
+#include "stream/StreamSummary.h"
 
 namespace qx_tool {
 namespace {
@@ -44,7 +44,7 @@ void InspectModel(std::string const& path) {
 
 }  // namespace
 
-void AddInspectCommand(CLI::App& app) {
+void AddSummaryCommand(CLI::App& app) {
   CLI::App* command =
       app.add_subcommand("inspect", "Summarise a stream file (.qxs) or a model directory");
   auto path = std::make_shared<std::string>();
