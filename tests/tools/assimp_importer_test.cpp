@@ -14,6 +14,7 @@
 #include "scene/SearchResults.h"
 #include "scene/ShellKey.h"
 #include "scene/TypeCodes.h"
+#include "tests/support/TempDir.h"
 #include "tools/importer/AssimpImporter.h"
 
 namespace {
@@ -199,13 +200,12 @@ TEST(AssimpImporter, ObjTexturesWithWindowsPathsAreFoundBesideTheFile) {
 }
 
 TEST(AssimpImporter, MissingTextureIsAWarningNotAFailure) {
-  fs::path const dir = fs::temp_directory_path() / "qx-importer-missing-texture";
-  fs::create_directories(dir);
+  qx_test::TempDir const temp;
+  fs::path const& dir = temp.Path();
   std::ofstream(dir / "quad.mtl") << "newmtl paint\nKd 1 0 0\nmap_Kd C:\\textures\\gone.png\n";
   std::ofstream(dir / "quad.obj") << "mtllib quad.mtl\nv 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nvt 0 0\nvt 1 0\n"
                                       "vt 1 1\nvt 0 1\nusemtl paint\nf 1/1 2/2 3/3 4/4\n";
   auto const scene = AssimpImporter::Import((dir / "quad.obj").string());
-  fs::remove_all(dir);
   ASSERT_EQ(scene.warnings.size(), 1u);
   EXPECT_NE(scene.warnings[0].find("gone.png"), std::string::npos) << scene.warnings[0];
   Tally const tally = CountScene(scene.root);
@@ -231,8 +231,8 @@ TEST(AssimpImporter, PlyPointCloudIsAShellWithoutFaces) {
 }
 
 TEST(AssimpImporter, BadInputsAreImportErrors) {
-  fs::path const dir = fs::temp_directory_path() / "qx-importer-bad-inputs";
-  fs::create_directories(dir);
+  qx_test::TempDir const temp;
+  fs::path const& dir = temp.Path();
   std::ofstream(dir / "empty.glb").flush();
   std::ofstream(dir / "notes.xyz123") << "nothing a 3D reader knows\n";
   auto expect_error = [](fs::path const& path, char const* words) {
@@ -256,7 +256,6 @@ TEST(AssimpImporter, BadInputsAreImportErrors) {
     std::ofstream(dir / "truncated.glb", std::ios::binary) << head;
     expect_error(dir / "truncated.glb", "cannot import");
   }
-  fs::remove_all(dir);
 }
 
 }  // namespace

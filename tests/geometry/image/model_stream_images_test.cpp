@@ -8,6 +8,7 @@
 #include "TestImages.h"
 #include "files/FileSystem.h"
 #include "store/Logger.h"
+#include "tests/support/TempDir.h"
 
 namespace QX::Store {
 namespace {
@@ -23,9 +24,8 @@ class KeptLines final : public Logger {
 // A model on disk with a JPEG, a PNG, a raw image and a duplicate: prepared,
 // closed and opened again, it keeps every image's stream form.
 TEST(ModelStreamImages, PreparedImagesSurviveAReopen) {
-  std::filesystem::path const dir =
-      std::filesystem::path(testing::TempDir()) / "model_stream_images";
-  std::filesystem::remove_all(dir);
+  qx_test::TempDir const temp;
+  std::filesystem::path const dir = temp.Path() / "model";
   Bytes const jpeg = test::ReadAll(test::SampleTexture("spider_obj/drkwood2.jpg"));
   if (jpeg.empty()) GTEST_SKIP() << "sample textures not present";
   Bytes const png = test::MakePng(test::Pattern(300, 200, 4), 300, 200, {});
