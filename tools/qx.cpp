@@ -3,6 +3,7 @@
 
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
+#include "tools/StreamCommand.h"
 #include "tools/SummaryCommand.h"
 
 int main(int argc, char** argv) {
@@ -11,6 +12,7 @@ int main(int argc, char** argv) {
   app.set_version_flag("--version", "qx 0.1");
   qx_tool::AddExportCommand(app);
   qx_tool::AddEmbedCommand(app);
+  qx_tool::AddStreamCommand(app);
   qx_tool::AddSummaryCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;

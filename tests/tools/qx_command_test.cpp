@@ -157,3 +157,29 @@ TEST_F(QxCommand, AFailedExportLeavesTheOldPageAsItWas) {
 }
 
 }  // namespace
+
+// A model directory left by an export streams again on its own, to the
+// same content, and a directory that holds no model is refused.
+TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
+  CommandResult const run =
+      RunQx("export --demo " + Quoted(dir_ / "page.html") + " --keep-workdir");
+  ASSERT_EQ(run.code, 0) << run.output;
+  std::smatch kept;
+  ASSERT_TRUE(std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)")));
+  fs::path model;
+  for (auto const& entry : fs::recursive_directory_iterator(kept[1].str()))
+    if (entry.path().filename() == "_digest.qxi") model = entry.path().parent_path();
+  ASSERT_FALSE(model.empty());
+
+  fs::path const stream = dir_ / "again.qxs";
+  CommandResult const streamed = RunQx("stream " + Quoted(model) + " " + Quoted(stream));
+  EXPECT_EQ(streamed.code, 0) << streamed.output;
+  EXPECT_NE(streamed.output.find("Generated .qxs file: "), std::string::npos) << streamed.output;
+  std::string const summary = RunQx("inspect " + Quoted(stream)).output;
+  EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
+  EXPECT_EQ(RunQx("inspect " + Quoted(stream)).output,
+            RunQx("inspect " + Quoted(model / "tmp.qxs")).output);
+  fs::remove_all(kept[1].str());
+
+  EXPECT_EQ(RunQx("stream " + Quoted(dir_ / "nothing/here")).code, 1);
+}
