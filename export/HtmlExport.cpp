@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "export/TemplateEmbedding.h"
-#include "export/value_types/Exceptions.h"
-#include "scene/Helpers.h"
 #include "conversion/ConverterOptions.h"
 #include "conversion/SceneConverter.h"
 #include "conversion/WalkScene.h"
+#include "export/TemplateEmbedding.h"
+#include "export/value_types/Exceptions.h"
+#include "scene/Helpers.h"
 #include "scene/KeyPath.h"
 #include "scene/SegmentKey.h"
 #include "store/Cache.h"
