@@ -8,6 +8,7 @@ function(qx_add_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest_main GTest::gmock)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_compile_definitions(${name} PRIVATE
     QX_SOURCE_DIR="${PROJECT_SOURCE_DIR}"
     QX_SHARED_DIR="${PROJECT_SOURCE_DIR}/../shared")

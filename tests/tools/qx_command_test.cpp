@@ -8,8 +8,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <regex>
 #include <string>
+
+#include "tests/export/Base64Reference.h"
 
 namespace {
 
@@ -182,4 +185,25 @@ TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
   fs::remove_all(kept[1].str());
 
   EXPECT_EQ(RunQx("stream " + Quoted(dir_ / "nothing/here")).code, 1);
+}
+
+// A 10 MB stream goes into a page and comes back from it byte for byte.
+TEST_F(QxCommand, EmbedRoundTripsALargeStream) {
+  std::string stream(10u << 20, '\0');
+  std::mt19937 random(5);
+  for (char& byte : stream) byte = static_cast<char>(random());
+  std::ofstream(dir_ / "big.qxs", std::ios::binary) << stream;
+  std::ofstream(dir_ / "t.html") << "<p><!-- QX_MODEL_DATA --></p>";
+  CommandResult const run = RunQx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "t.html") +
+                                  " " + Quoted(dir_ / "page.html"));
+  ASSERT_EQ(run.code, 0) << run.output;
+  std::string const page = ReadText(dir_ / "page.html");
+  ASSERT_TRUE(page.starts_with("<p>") && page.ends_with("</p>"));
+  auto const decoded = qx_test::DecodeBase64(std::string_view(page).substr(3, page.size() - 7));
+  ASSERT_TRUE(decoded.has_value());
+  EXPECT_TRUE(std::string(decoded->begin(), decoded->end()) == stream);
+
+  EXPECT_EQ(RunQx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "none.html") + " " +
+                  Quoted(dir_ / "p2.html")).code,
+            1);
 }
