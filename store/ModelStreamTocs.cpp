@@ -3,11 +3,12 @@
 #include <chrono>
 #include <span>
 
+#include "files/ByteOrder.h"
 #include "files/File.h"
+#include "geometry/mesh/StreamMesh.h"
 #include "store/DataFiles.h"
 #include "store/FileErrors.h"
 #include "store/ModelImpl.h"
-#include "files/ByteOrder.h"
 #include "store/StreamToc.h"
 
 namespace QX::Store {
@@ -74,9 +75,7 @@ void ModelImpl::ReadImageTocs(std::vector<uint8_t>& buffer) {
 }
 
 void ModelImpl::WriteMeshToc(MeshRecord const& mesh) {
-  auto const head = EncodeMeshTocHead(mesh.key, static_cast<uint32_t>(mesh.toc.size()), mesh.classes);
-  std::vector<uint8_t> const entries = EncodeMeshTocEntries(mesh.toc);
-  AppendToFile(*this, *stream_meshes_toc_file, kStreamMeshesTocName, {head, entries});
+  WriteMeshTocRecord(*EnsureOpen(*stream_meshes_toc_file, kStreamMeshesTocName, true), mesh, logger);
 }
 
 void ModelImpl::WriteImageToc(ImageRecord const& image) {

@@ -109,18 +109,6 @@ std::vector<uint8_t> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t cl
   return head;
 }
 
-std::vector<uint8_t> EncodeMeshTocEntries(std::span<MeshTocEntry const> entries) {
-  std::vector<uint8_t> bytes;
-  bytes.reserve(entries.size() * kMeshTocLayout.entry_size);
-  ByteWriter out(bytes);
-  for (MeshTocEntry const& entry : entries) {
-    out.U64(entry.offset);
-    out.U32(entry.size);
-    out.U32(entry.kind);
-  }
-  return bytes;
-}
-
 MeshTocEntry DecodeMeshTocEntry(uint8_t const* bytes) {
   return MeshTocEntry{GetU64(bytes), GetU32(bytes + 8), GetU32(bytes + 12)};
 }

@@ -42,7 +42,6 @@ std::vector<uint8_t> EncodeImageTocEntries(std::span<ImageTocEntry const> entrie
 ImageTocEntry DecodeImageTocEntry(uint8_t const* bytes);
 
 std::vector<uint8_t> EncodeMeshTocHead(uint32_t key, uint32_t count, uint32_t classes);
-std::vector<uint8_t> EncodeMeshTocEntries(std::span<MeshTocEntry const> entries);
 MeshTocEntry DecodeMeshTocEntry(uint8_t const* bytes);
 
 }  // namespace QX::Store
