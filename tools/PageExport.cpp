@@ -101,7 +101,17 @@ void RunExport(KZV::SegmentKey const& root, std::string const& part, std::string
 
 }  // namespace
 
-std::string DefaultTemplatePath() { return QX_SOURCE_DIR "/viewer/templates/default.html"; }
+// An installed qx finds the template under its prefix (bin/../share/qx); a qx
+// run from its build tree finds the viewer's in the source tree.
+std::string DefaultTemplatePath() {
+  std::error_code error;
+  fs::path const executable = fs::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    fs::path const installed = executable.parent_path().parent_path() / "share/qx/default.html";
+    if (fs::is_regular_file(installed, error)) return installed.string();
+  }
+  return QX_SOURCE_DIR "/viewer/templates/default.html";
+}
 
 void ExportPage(KZV::SegmentKey const& root, PageExportOptions const& options) {
   std::string const page_template = options.page_template.empty() ? DefaultTemplatePath() : options.page_template;
