@@ -2,6 +2,7 @@
 // path.
 #include <cstring>
 
+#include "conversion/PointCloudMeshBuilder.h"
 #include "conversion/SceneConverter.h"
 #include "scene/KeyPath.h"
 #include "scene/ShellKey.h"
@@ -85,6 +86,10 @@ uint32_t SceneConverter::FindOrConvertMeshes(uint32_t visibility, GeometryKey co
 }
 
 void SceneConverter::InsertWorkMesh(MeshData const& mesh) {
+  if (options_.SplitPointClouds && mesh.face_elements.empty() && mesh.line_elements.empty()) {
+    SplitWorkPointCloud(mesh);
+    return;
+  }
   mesh_keys_.push_back(model_->InsertMesh(mesh));
   if (auto* s = options_.Statistics) {
     s->meshes += 1;
@@ -92,6 +97,28 @@ void SceneConverter::InsertWorkMesh(MeshData const& mesh) {
     for (auto const& element : mesh.face_elements) s->faces += element.size() / (3 * Stride(mesh));
     s->lines += mesh.line_elements.size();
   }
+}
+
+// The points (and colours: then every tuple is a point and a colour index)
+// that the point elements name, gathered for the splitter.
+void SceneConverter::SplitWorkPointCloud(MeshData const& mesh) {
+  bool const colored = mesh.color_count > 0;
+  size_t const stride = colored ? 2 : 1;
+  for (auto const& element : mesh.point_elements)
+    for (size_t w = 0; w + stride <= element.size(); w += stride) {
+      if (element[w] >= mesh.point_count || (colored && element[w + 1] >= mesh.color_count)) continue;
+      cloud_points_.push_back(mesh.points[element[w]]);
+      if (colored) cloud_colors_.push_back(mesh.colors[element[w + 1]]);
+    }
+  if (!QX::Store::SplitPointCloud(*model_, cloud_points_.data(), colored ? cloud_colors_.data() : nullptr,
+                                  cloud_points_.size(), mesh_keys_))
+    mesh_keys_.clear();
+  if (auto* s = options_.Statistics) {
+    s->meshes += mesh_keys_.size();
+    s->points += cloud_points_.size();
+  }
+  cloud_points_.clear();
+  cloud_colors_.clear();
 }
 
 void SceneConverter::ExportUserData(GeometryKey const& geometry) {

@@ -8,10 +8,18 @@ using QX::Store::MeshData;
 
 // Pools of one segment path: meshes of like kind share one bucket, their
 // tuple words raised past the arrays already there.
+namespace {
+
+bool PointsOnly(MeshData const& mesh) { return mesh.face_elements.empty() && mesh.line_elements.empty(); }
+
+}  // namespace
+
 void SceneConverter::AddToBucket(MeshData const& mesh, bool is_text) {
   auto alike = [&](MeshBucket const& b) {
     MeshData const& m = b.mesh;
-    return b.is_text == is_text && m.face_material_map == 0 && m.flags == mesh.flags &&
+    // A points-only mesh goes to the cloud splitter alone, never merged with faces or lines.
+    bool const same_kind = !options_.SplitPointClouds || PointsOnly(m) == PointsOnly(mesh);
+    return same_kind && b.is_text == is_text && m.face_material_map == 0 && m.flags == mesh.flags &&
            m.face_material == mesh.face_material && m.line_material == mesh.line_material &&
            m.point_material == mesh.point_material && (b.normals.empty() == (mesh.normal_count == 0)) &&
            (b.uvs.empty() == (mesh.uv_count == 0)) && (b.colors.empty() == (mesh.color_count == 0));

@@ -41,7 +41,6 @@ SceneConverter::SceneConverter(SegmentKey const& root, ConverterOptions const& o
                                QX::Store::Logger& logger, QX::Store::Model& model, uint32_t inclusion)
     : options_(options), logger_(&logger), model_(&model), inclusion_(inclusion), root_(root) {
   if (options_.BuildAssemblyTree) throw std::invalid_argument("The assembly tree isn't supported by this converter.");
-  if (options_.SplitPointClouds) throw std::invalid_argument("Point cloud splitting isn't supported by this converter.");
   OffScreenWindowOptionsKit window_options;
   window_options.SetDriver(Window::Driver::Default);
   scratch_ = Database::CreateOffScreenWindow(100, 100, window_options);

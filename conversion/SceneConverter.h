@@ -128,6 +128,7 @@ class SceneConverter {
   uint32_t FindOrConvertMeshes(uint32_t visibility, GeometryKey const& geometry, PathAttributes& cells,
                                KeyPath const& key_path, uint64_t handedness, bool& is_text);
   void InsertWorkMesh(QX::Store::MeshData const& mesh);
+  void SplitWorkPointCloud(QX::Store::MeshData const& mesh);
   static uint32_t ClassBits(QX::Store::MeshData const& mesh, bool is_text);
   void CreateInstances(uint32_t matrix_key, MaterialSet const& materials, uint32_t visibility, uint32_t lights,
                        bool is_text, ClipRegionSet& clip, KeyPath const& key_path);
@@ -153,6 +154,8 @@ class SceneConverter {
   VectorArray work_normals_;
   FloatArray work_uvs_;
   std::vector<QX::Store::RGBA32> work_colors_;
+  std::vector<QX::Store::Point> cloud_points_;  // a point cloud on its way to the splitter
+  std::vector<QX::Store::RGBA32> cloud_colors_;
   std::vector<uint32_t> mesh_keys_, instance_keys_;
 
   std::unordered_map<ConverterMaterial, uint32_t, ConverterMaterialHash> materials_;

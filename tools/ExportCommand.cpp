@@ -65,6 +65,8 @@ void AddExportCommand(CLI::App& app) {
   command->add_flag("--demo", arguments->demo, "export the built-in demo scene: OUTPUT only");
   command->add_option("--template", arguments->page.page_template, "page template with the model marker")
       ->default_str(DefaultTemplatePath());
+  command->add_flag("--split-point-clouds", arguments->page.split_point_clouds,
+                    "send large point clouds coarse first, as one mesh per octree node");
   command->add_flag("--keep-workdir", arguments->page.keep_workdir,
                     "keep the model and stream files of the export, and print where they are");
   command->callback([arguments] {

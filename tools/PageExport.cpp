@@ -85,11 +85,13 @@ class ProgressLogger final : public QX::Store::Logger {
   void Message(char const* text) override { std::fprintf(stderr, "qx: %s\n", text); }
 };
 
-void RunExport(KZV::SegmentKey const& root, std::string const& part, std::string const& page_template) {
+void RunExport(KZV::SegmentKey const& root, std::string const& part, std::string const& page_template,
+               PageExportOptions const& page) {
   try {
     ProgressLogger logger;
     KZV::ConverterOptions options;
     options.ForceNormals = true;
+    options.SplitPointClouds = page.split_point_clouds;
     KZVI::ExportPage(KZV::KeyPath({root}), part.c_str(), page_template.c_str(), logger,
                      std::move(options));
   } catch (std::exception const& error) {
@@ -121,7 +123,7 @@ void ExportPage(KZV::SegmentKey const& root, PageExportOptions const& options) {
   if (options.keep_workdir) work.Keep();
   std::fprintf(stderr, "qx: exporting to %s\n", options.output.c_str());
   try {
-    RunExport(root, part, page_template);
+    RunExport(root, part, page_template, options);
   } catch (...) {
     fs::remove(part);
     throw;

@@ -25,6 +25,7 @@ struct PageExportOptions {
   std::string output;
   std::string page_template;  // empty for the viewer's default template
   bool keep_workdir = false;  // keep the model and stream files the export leaves
+  bool split_point_clouds = false;  // large point clouds as one mesh per octree node
 };
 
 // The viewer's page template in the source tree this tool was built from.

@@ -244,13 +244,10 @@ TEST_F(SceneConverterTest, AMixedSceneLeavesNoUnresolvedReference) {
     for (auto const& texture : record.textures) EXPECT_TRUE(model.images.Contains(texture.image));
 }
 
-TEST_F(SceneConverterTest, OptionsOfLaterFeaturesAreRefused) {
+TEST_F(SceneConverterTest, TheAssemblyTreeIsRefused) {
   ConverterOptions tree;
   tree.BuildAssemblyTree = true;
   EXPECT_THROW(Convert(tree), std::invalid_argument);
-  ConverterOptions split;
-  split.SplitPointClouds = true;
-  EXPECT_THROW(Convert(split), std::invalid_argument);
 }
 
 }  // namespace

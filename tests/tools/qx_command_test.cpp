@@ -92,6 +92,17 @@ TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
   EXPECT_EQ(summary.find("images 0"), std::string::npos) << summary;
 }
 
+TEST_F(QxCommand, SplitPointCloudsSendsAScanAsOneMeshPerNode) {
+  REQUIRE_MODEL("pond_pointcloud_ply/pond.0.ply");
+  std::string const summary =
+      ExportAndInspect("export --split-point-clouds " + Quoted(kModels / "pond_pointcloud_ply/pond.0.ply"));
+  std::smatch counts;
+  ASSERT_TRUE(std::regex_search(summary, counts, std::regex("instances (\\d+), meshes (\\d+)"))) << summary;
+  EXPECT_GE(std::stoi(counts[2].str()), 7) << "70,051 points in nodes of about 10,000";
+  EXPECT_EQ(counts[1].str(), counts[2].str());
+  EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
+}
+
 TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   fs::path const page = dir_ / "demo.html";
   CommandResult const run = RunQx("export --demo " + Quoted(page));

@@ -21,6 +21,7 @@
 #include "scene/ShellKey.h"
 #include "scene/TextureOptionsKit.h"
 #include "tools/importer/ImportedImage.h"
+#include "tools/importer/PlyPointCloud.h"
 
 namespace qx_tool {
 namespace {
@@ -337,6 +338,15 @@ class SceneBuilder {
   unsigned texture_count_ = 0;
 };
 
+// A scan as one shell of points, coloured where the file gives colours.
+ImportedScene PointCloudScene(PlyPointCloud const& cloud, std::string const& name) {
+  ImportedScene out;
+  out.root = KZV::Database::CreateRootSegment(name.c_str());
+  KZV::ShellKey shell = out.root.Subsegment("points").InsertShell(cloud.points, {});
+  if (!cloud.colors.empty()) shell.SetVertexRGBAColorsByRange(KZV::Shell::Component::Vertices, 0, cloud.colors);
+  return out;
+}
+
 void CheckReadableFile(std::string const& path) {
   std::error_code error;
   fs::file_status const status = fs::status(path, error);
@@ -355,6 +365,8 @@ extern "C" char const* __lsan_default_suppressions() { return "leak:libassimp.so
 
 ImportedScene AssimpImporter::Import(std::string const& path) {
   CheckReadableFile(path);
+  if (std::optional<PlyPointCloud> cloud = ReadPlyPointCloud(path))
+    return PointCloudScene(*cloud, fs::path(path).filename().string());
   Assimp::Importer importer;
   aiScene const* scene = importer.ReadFile(path, 0);
   if (!scene) throw ImportError("cannot import " + path + ": " + importer.GetErrorString());
