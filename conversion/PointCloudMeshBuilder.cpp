@@ -11,7 +11,7 @@ PointCloudMeshBuilder::PointCloudMeshBuilder(Model& model, std::vector<MeshKey>&
   mesh_.point_elements.resize(1);
 }
 
-void PointCloudMeshBuilder::MakeMesh(std::span<uint64_t const> indices) {
+void PointCloudMeshBuilder::MakeMesh(std::span<uint32_t const> indices) {
   if (indices.empty()) return;
   points_.clear();
   colors_.clear();
@@ -34,9 +34,9 @@ void PointCloudMeshBuilder::MakeMesh(std::span<uint64_t const> indices) {
 
 bool SplitPointCloud(Model& model, Point const* points, RGBA32 const* colors, size_t count,
                      std::vector<MeshKey>& keys) {
-  CloudNode const root = BuildCloudTree(points, count);
+  CloudNode const root = BuildCloudTree(points, static_cast<uint32_t>(count));  // a mesh holds at most 2^32 points
   PointCloudMeshBuilder builder(model, keys, points, colors);
-  WalkCloudTree(root, [&](std::span<uint64_t const> indices) { builder.MakeMesh(indices); });
+  WalkCloudTree(root, [&](std::span<uint32_t const> indices) { builder.MakeMesh(indices); });
   return true;
 }
 

@@ -17,7 +17,7 @@ class PointCloudMeshBuilder {
  public:
   PointCloudMeshBuilder(Model& model, std::vector<MeshKey>& keys, Point const* points, RGBA32 const* colors);
 
-  void MakeMesh(std::span<uint64_t const> indices);
+  void MakeMesh(std::span<uint32_t const> indices);
 
  private:
   Model& model_;

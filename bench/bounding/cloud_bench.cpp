@@ -41,7 +41,7 @@ void Run(uint64_t count) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::vector<uint64_t> millions{1, 10, 50};
+  std::vector<uint32_t> millions{1, 10, 50};
   if (argc > 1) millions.clear();
   for (int i = 1; i < argc; ++i) millions.push_back(std::strtoull(argv[i], nullptr, 10));
   for (uint64_t m : millions) Run(m * 1000000);

@@ -11,7 +11,7 @@ namespace {
 struct Cloud {
   Point const* points;
 
-  Point const& At(uint64_t i) const { return points[i]; }
+  Point const& At(uint32_t i) const { return points[i]; }
 };
 
 bool Holds(BoundingBox const& b, Point const& p) {
@@ -47,21 +47,36 @@ void MakeChildren(CloudNode& node) {
   }
 }
 
-bool InsertPoint(Cloud const& cloud, CloudNode& node, uint64_t i, uint32_t depth) {
-  if (!Holds(node.box, cloud.At(i))) return false;
-  ++node.count;
-  if (node.children) {
-    for (CloudNode& child : *node.children)
-      if (InsertPoint(cloud, child, i, depth + 1)) break;
-    return true;
+// The first child whose box holds `p`. The octants tile the node's box, so
+// the child follows from the middle planes (a point on a plane goes to the
+// earlier child); only a box too large for float halves needs the search.
+CloudNode* ChildFor(CloudNode& node, Point const& p) {
+  auto& children = *node.children;
+  BoundingBox const& b = node.box;
+  float const cx = (b.min_x + b.max_x) * 0.5f, cy = (b.min_y + b.max_y) * 0.5f, cz = (b.min_z + b.max_z) * 0.5f;
+  size_t c = p.y >= cy ? (p.x >= cx ? 0 : 1) : (p.x <= cx ? 2 : 3);
+  if (!(p.z >= cz)) c += 4;
+  if (Holds(children[c].box, p)) return &children[c];
+  for (CloudNode& child : children)
+    if (Holds(child.box, p)) return &child;
+  return nullptr;
+}
+
+bool InsertPoint(Cloud const& cloud, CloudNode& root, uint32_t i, uint32_t depth) {
+  Point const& p = cloud.At(i);
+  if (!Holds(root.box, p)) return false;
+  CloudNode* node = &root;
+  for (++node->count; node->children; ++node->count, ++depth) {
+    node = ChildFor(*node, p);
+    if (!node) return true;
   }
-  node.indices.push_back(i);
-  if (depth >= kCloudMaxDepth || node.indices.size() <= kCloudNodeTarget) return true;
-  MakeChildren(node);
-  std::vector<uint64_t> const held = std::move(node.indices);
-  node.indices.clear();
-  for (uint64_t index : held)
-    for (CloudNode& child : *node.children)
+  node->indices.push_back(i);
+  if (depth >= kCloudMaxDepth || node->indices.size() <= kCloudNodeTarget) return true;
+  MakeChildren(*node);
+  std::vector<uint32_t> const held = std::move(node->indices);
+  node->indices = {};
+  for (uint32_t index : held)
+    for (CloudNode& child : *node->children)
       if (InsertPoint(cloud, child, index, depth + 1)) break;
   return true;
 }
@@ -78,7 +93,7 @@ void Compact(Cloud const& cloud, CloudNode& node, CloudNode* parent) {
       node.children.reset();
     } else if (used_count == 1 && node.indices.size() < kCloudNodeMinimum) {
       // A chain of single children folds into one node.
-      for (uint64_t index : node.indices) {
+      for (uint32_t index : node.indices) {
         used->indices.push_back(index);
         Grow(used->box, cloud.At(index));
       }
@@ -125,7 +140,7 @@ void Spread(CloudNode& node, CloudNode* parent, uint64_t amount) {
 
 }  // namespace
 
-void ShuffleCloudIndices(std::vector<uint64_t>& list) {
+void ShuffleCloudIndices(std::vector<uint32_t>& list) {
   std::mt19937 generator(kCloudSeed);
   constexpr uint64_t kMax = 0xFFFFFFFFu;
   for (uint64_t i = 1; i < list.size(); ++i) {
@@ -136,14 +151,14 @@ void ShuffleCloudIndices(std::vector<uint64_t>& list) {
   }
 }
 
-CloudNode BuildCloudTree(Point const* points, uint64_t count) {
+CloudNode BuildCloudTree(Point const* points, uint32_t count) {
   Cloud const cloud{points};
   CloudNode root;
   root.box = ScanPoints(points, count);
-  std::vector<uint64_t> order(count);
-  for (uint64_t i = 0; i < count; ++i) order[i] = i;
+  std::vector<uint32_t> order(count);
+  for (uint32_t i = 0; i < count; ++i) order[i] = i;
   ShuffleCloudIndices(order);
-  for (uint64_t i : order) InsertPoint(cloud, root, i, 0);
+  for (uint32_t i : order) InsertPoint(cloud, root, i, 0);
   order = {};
   Compact(cloud, root, nullptr);
   Spread(root, nullptr, 0);

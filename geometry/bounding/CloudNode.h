@@ -14,7 +14,7 @@ namespace QX::Store {
 
 struct CloudNode {
   uint64_t count = 0;             // points in the node and below it
-  std::vector<uint64_t> indices;  // points held by the node itself
+  std::vector<uint32_t> indices;  // points held by the node itself (a mesh counts its points in 32 bits)
   std::unique_ptr<std::array<CloudNode, 8>> children;
   BoundingBox box{};
 
@@ -29,16 +29,16 @@ inline constexpr uint32_t kCloudSeed = 201015;
 // Shuffles `list` with a fresh 32-bit Mersenne twister seeded with
 // kCloudSeed, drawing without bias so that every platform gives the same
 // order.
-void ShuffleCloudIndices(std::vector<uint64_t>& list);
+void ShuffleCloudIndices(std::vector<uint32_t>& list);
 
 // Builds the partition of `count` points.
-CloudNode BuildCloudTree(Point const* points, uint64_t count);
+CloudNode BuildCloudTree(Point const* points, uint32_t count);
 
 // Calls `visit` with the points of every node that holds any, a node before
 // its children, children in order.
 template <typename Visit>
 void WalkCloudTree(CloudNode const& node, Visit&& visit) {
-  if (!node.indices.empty()) visit(std::span<uint64_t const>(node.indices));
+  if (!node.indices.empty()) visit(std::span<uint32_t const>(node.indices));
   if (!node.children) return;
   for (CloudNode const& child : *node.children)
     if (child.Used()) WalkCloudTree(child, visit);

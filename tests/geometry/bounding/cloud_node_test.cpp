@@ -35,7 +35,7 @@ struct TreeCheck {
   // Returns the number of points held at and below `node`.
   uint64_t Visit(CloudNode const& node, uint32_t depth, bool root) {
     if (node.Used()) ++nodes;
-    for (uint64_t i : node.indices) {
+    for (uint32_t i : node.indices) {
       ++seen[i];
       EXPECT_TRUE(Holds(node.box, points[i])) << "point " << i << " outside its node at depth " << depth;
     }
@@ -56,13 +56,13 @@ struct TreeCheck {
 TEST(CloudNode, ShuffleDrawsFromTheFixedTwister) {
   // Worked out with an independent implementation of the 32-bit twister
   // (init_genrand(201015)) and the rejection rule.
-  std::vector<uint64_t> list(10);
+  std::vector<uint32_t> list(10);
   std::iota(list.begin(), list.end(), 0);
   ShuffleCloudIndices(list);
-  EXPECT_EQ(list, (std::vector<uint64_t>{8, 6, 5, 3, 1, 9, 0, 2, 4, 7}));
-  std::vector<uint64_t> one{42};
+  EXPECT_EQ(list, (std::vector<uint32_t>{8, 6, 5, 3, 1, 9, 0, 2, 4, 7}));
+  std::vector<uint32_t> one{42};
   ShuffleCloudIndices(one);
-  EXPECT_EQ(one, std::vector<uint64_t>{42});
+  EXPECT_EQ(one, std::vector<uint32_t>{42});
 }
 
 TEST(CloudNode, RandomCloudsKeepEveryPointOnceInNodesOfTheRightSize) {
@@ -102,11 +102,11 @@ TEST(CloudNode, PointsWithNanDropOut) {
 
 TEST(CloudNode, TheSameCloudGivesTheSameTree) {
   std::vector<Point> const points = RandomCloud(30000, 11, 0.3f);
-  std::vector<std::vector<uint64_t>> first, second;
+  std::vector<std::vector<uint32_t>> first, second;
   WalkCloudTree(BuildCloudTree(points.data(), points.size()),
-                [&](std::span<uint64_t const> i) { first.emplace_back(i.begin(), i.end()); });
+                [&](std::span<uint32_t const> i) { first.emplace_back(i.begin(), i.end()); });
   WalkCloudTree(BuildCloudTree(points.data(), points.size()),
-                [&](std::span<uint64_t const> i) { second.emplace_back(i.begin(), i.end()); });
+                [&](std::span<uint32_t const> i) { second.emplace_back(i.begin(), i.end()); });
   EXPECT_GT(first.size(), 1u);
   EXPECT_EQ(first, second);
 }
