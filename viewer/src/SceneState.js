@@ -60,7 +60,8 @@ export class SceneState {
       material: pick(override?.materials[c], instance.materials[c], mesh?.materials[c]),
       map: pickMap(override?.maps[c], instance.maps[c], mesh?.maps[c]),
     }));
-    return { meshKey, dataKey, matrix, classes };
+    const clip = override && override.clip !== NONE ? override.clip : instance.clip;
+    return { meshKey, dataKey, matrix, classes, clip };
   }
 
   inclusionMatrix(id) {
@@ -140,12 +141,13 @@ const HANDLERS = {
   o: (s, r, m) => { m.treeNodes = 0; },
   O: (s, r, m) => { m.treeNodes++; },
   S: (s, r, m) => { m.materials.set(r.key, { color: r.color }); },
-  material: (s, r, m) => {
-    m.materials.set(r.key, { color: r.color, mirror: r.mirror, specular: r.specular, gloss: r.gloss, texture: r.textures[0] });
-  },
+  material: (s, r, m) => { m.materials.set(r.key, r); },
   9: (s, r, m) => {
-    m.materials.set(r.key, { color: [1, 1, 1, 1], texture: r.slots.find((t) => t.image !== 0) });
+    m.materials.set(r.key, { color: [1, 1, 1, 1], textures: r.slots.filter((t) => t.image !== 0) });
   },
+  linePattern: (s, r, m) => { m.linePatterns.set(r.key, r); },
+  Y: (s, r, m) => { m.polygons.set(r.key, r); },
+  y: (s, r, m) => { m.clipRegions.set(r.key, r); },
   A: (s, r, m) => { m.materialMaps.set(r.key, r); },
   matrix: (s, r, m) => { m.matrices.set(r.key, r.values); },
   2: (s, r, m) => { m.meshLists.set(r.key, { level: r.level, meshes: r.meshes }); },

@@ -47,6 +47,11 @@ function repeatInTasks(step) {
   channel.port2.postMessage(0);
 }
 
+function toggleFullScreen() {
+  if (document.fullscreenElement) document.exitFullscreen();
+  else document.documentElement.requestFullscreen?.();
+}
+
 function start() {
   const bytes = readModelData(document.getElementById('qx-model-data').textContent);
   const state = new SceneState();
@@ -58,13 +63,18 @@ function start() {
   }
   const builder = new SceneBuilder(state, () => app.invalidate());
   app.scene.add(builder.root);
+  app.pickRoot = builder.root;
+  app.beforeRender.push((camera, size, target) => builder.updateView(camera, size, target));
   const loader = new Loader(bytes, state);
   let fitted = false;
   // The stream's scene box, or, for a stream without one, the box of what is drawn.
   const bounds = () => state.bounds ?? (loader.done ? boxOf(builder.root) : null);
   const fit = () => bounds() && app.fit(bounds(), state.views[0]);
+  // The first view is the stream's camera where it has one.
+  const firstView = () => (state.views[0] ? app.showView(bounds(), state.views[0]) : fit());
   document.getElementById('qx-fit').addEventListener('click', fit);
-  window.qxViewer = { state, times, projectedRect: () => bounds() && app.projectedRect(bounds()) };
+  document.getElementById('qx-full').addEventListener('click', toggleFullScreen);
+  window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
 
   repeatInTasks(() => {
     const begin = performance.now();
@@ -78,7 +88,7 @@ function start() {
     try {
       if (!fitted && bounds()) {
         fitted = true;
-        fit();
+        firstView();
         if (state.background) app.setBackground(state.background);
       }
       const drew = app.render(!loader.done && times.firstFrame !== null);

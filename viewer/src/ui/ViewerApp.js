@@ -1,15 +1,20 @@
-import { AmbientLight, Box3, ColorManagement, DirectionalLight, HemisphereLight, LinearSRGBColorSpace,
-  PerspectiveCamera, Scene, Sphere, Vector3, WebGLRenderer, Color } from 'three';
+import { Box3, Color, ColorManagement, PerspectiveCamera, Raycaster, Scene, Sphere, Vector2, Vector3,
+  WebGLRenderer } from 'three';
 import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
 
-// Colours reach the screen as the stream gives them, without conversion.
+// Colours are handled by the viewer's own shaders; three.js passes them on
+// unchanged, the clear colour included.
 ColorManagement.enabled = false;
 
 // While loading, frames are drawn at most this often: each one costs the
 // decoding time, much of it outside the draw call when rendering is in software.
 const LOADING_FRAME_GAP_MS = 500;
 
-const DEFAULT_DIRECTION = new Vector3(0.6, 0.45, 1).normalize();
+// A mid-tone background, against which white lines and black lines both read.
+export const DEFAULT_BACKGROUND = [0.56, 0.6, 0.66];
+const DEFAULT_DIRECTION = new Vector3(0.6, -0.8, 0.5).normalize();
+const FILL = 0.9; // share of the view that a fitted box covers, across its narrower side
+const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
 
 // True when WebGL runs on the CPU, where multisampling costs too much.
 function softwareRendering() {
@@ -20,27 +25,28 @@ function softwareRendering() {
   return /swiftshader|llvmpipe|software/i.test(name);
 }
 
-// Renderer, camera, lights and orbit controls; draws only when something changed.
+const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 1 ? 3 : 0], b[i & 2 ? 4 : 1], b[i & 4 ? 5 : 2]));
+
+// Renderer, camera and orbit controls; draws only when something changed.
 export class ViewerApp {
   constructor(container) {
     this.renderer = new WebGLRenderer({ antialias: !softwareRendering() });
-    this.renderer.outputColorSpace = LinearSRGBColorSpace;
     this.renderer.setPixelRatio(window.devicePixelRatio);
     container.appendChild(this.renderer.domElement);
     this.scene = new Scene();
-    this.scene.background = new Color(0.93, 0.94, 0.96);
+    this.scene.background = new Color(...DEFAULT_BACKGROUND);
     this.camera = new PerspectiveCamera(45, 1, 0.1, 1000);
-    this.scene.add(this.camera, new HemisphereLight(0xffffff, 0x667788, 1.2), new AmbientLight(0xffffff, 0.3));
-    const headlight = new DirectionalLight(0xffffff, 1.4);
-    headlight.position.set(0.5, 1, 1);
-    this.camera.add(headlight);
+    this.scene.add(this.camera);
     this.controls = new OrbitControls(this.camera, this.renderer.domElement);
     this.controls.addEventListener('change', () => this.invalidate());
     this.sphere = new Sphere(new Vector3(), 1);
+    this.beforeRender = []; // (camera, size in device pixels, orbit target) => void, before each frame
+    this.pickRoot = null; // what a double-click may focus on
     this.dirty = true;
     this.lastFrameEnd = -Infinity;
     this.frameCost = 0;
     window.addEventListener('resize', () => this.resize());
+    this.renderer.domElement.addEventListener('dblclick', (event) => this.focusAt(event));
     this.resize();
   }
 
@@ -59,23 +65,77 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  // Places the camera so that the box [min x, y, z, max x, y, z] fills the view,
-  // looking along `view` (a stream camera) if one is given.
-  fit(bounds, view = null) {
-    const box = new Box3(new Vector3(...bounds.slice(0, 3)), new Vector3(...bounds.slice(3)));
-    if (box.isEmpty()) return;
-    box.getBoundingSphere(this.sphere);
+  // Remembers the scene box [min x, y, z, max x, y, z], which sets the clip planes.
+  setBounds(bounds) {
+    new Box3(new Vector3(...bounds.slice(0, 3)), new Vector3(...bounds.slice(3))).getBoundingSphere(this.sphere);
     this.sphere.radius = Math.max(this.sphere.radius, 1e-6);
+  }
+
+  // Takes the stream's view camera: its eye, target and up vector, and the
+  // field of view that its height spans at the target.
+  showView(bounds, view) {
+    this.setBounds(bounds);
+    const eye = new Vector3(...view.position);
+    const target = new Vector3(...view.target);
+    const distance = eye.distanceTo(target);
+    if (!(distance > 0) || !(view.height > 0)) return this.fit(bounds, view);
+    const fov = (2 * Math.atan(view.height / 2 / distance) * 180) / Math.PI;
+    this.camera.fov = Math.min(Math.max(fov, 1), 120);
+    this.camera.up.copy(new Vector3(...view.up).normalize());
+    this.camera.position.copy(eye);
+    this.controls.target.copy(target);
+    this.camera.updateProjectionMatrix();
+    this.controls.update();
+    this.invalidate();
+    return true;
+  }
+
+  // Places the camera so that the box fills most of the view, looking along
+  // the direction of `view` (a stream camera) if one is given: the distance
+  // is the least at which every corner of the box is inside the view.
+  fit(bounds, view = null) {
+    this.setBounds(bounds);
     let direction = DEFAULT_DIRECTION.clone();
     if (view) {
       const d = new Vector3(...view.position).sub(new Vector3(...view.target));
       if (d.lengthSq() > 0) direction = d.normalize();
       const up = new Vector3(...view.up);
       if (up.lengthSq() > 0) this.camera.up.copy(up.normalize());
+    } else if (Math.abs(this.camera.up.z) < 0.5) {
+      this.camera.up.set(0, 0, 1); // models stand on the x-y plane as a rule
     }
-    const distance = this.sphere.radius / Math.sin((this.camera.fov * Math.PI) / 360) * 1.05;
-    this.camera.position.copy(this.sphere.center).addScaledVector(direction, distance);
-    this.controls.target.copy(this.sphere.center);
+    const center = this.sphere.center;
+    const right = new Vector3().crossVectors(this.camera.up, direction).normalize();
+    const up = new Vector3().crossVectors(direction, right);
+    const tanY = Math.tan((this.camera.fov * Math.PI) / 360) * FILL;
+    const tanX = tanY * this.camera.aspect;
+    let distance = 0;
+    for (const corner of boxCorners(bounds)) {
+      const p = corner.sub(center);
+      const toward = p.dot(direction);
+      distance = Math.max(distance, toward + Math.abs(p.dot(right)) / tanX, toward + Math.abs(p.dot(up)) / tanY);
+    }
+    this.camera.position.copy(center).addScaledVector(direction, Math.max(distance, 1e-6));
+    this.controls.target.copy(center);
+    this.controls.update();
+    this.invalidate();
+    return true;
+  }
+
+  // Moves the orbit centre to the surface under the pointer and closer to it.
+  focusAt(event) {
+    if (!this.pickRoot) return;
+    const rect = this.renderer.domElement.getBoundingClientRect();
+    const pointer = new Vector2(((event.clientX - rect.left) / rect.width) * 2 - 1, 1 - ((event.clientY - rect.top) / rect.height) * 2);
+    const raycaster = new Raycaster();
+    raycaster.params.Line.threshold = this.sphere.radius * 0.005;
+    raycaster.params.Points.threshold = this.sphere.radius * 0.005;
+    raycaster.setFromCamera(pointer, this.camera);
+    const hit = raycaster.intersectObject(this.pickRoot, true)[0];
+    if (!hit) return;
+    const offset = this.camera.position.clone().sub(hit.point).multiplyScalar(FOCUS_ZOOM);
+    this.controls.target.copy(hit.point);
+    this.camera.position.copy(hit.point).add(offset);
     this.controls.update();
     this.invalidate();
   }
@@ -92,6 +152,9 @@ export class ViewerApp {
     this.camera.near = Math.max(d - 2 * r, r * 1e-3, d * 1e-4);
     this.camera.far = d + 2 * r;
     this.camera.updateProjectionMatrix();
+    this.camera.updateMatrixWorld();
+    const size = this.renderer.getDrawingBufferSize(new Vector2());
+    for (const hook of this.beforeRender) hook(this.camera, size, this.controls.target);
     this.renderer.render(this.scene, this.camera);
     this.lastFrameEnd = performance.now();
     this.frameCost = this.lastFrameEnd - start;
@@ -101,14 +164,10 @@ export class ViewerApp {
   // The screen rectangle, in CSS pixels, that the box covers; it may reach
   // past the canvas.
   projectedRect(bounds) {
-    const xs = [];
-    const ys = [];
     const canvas = this.renderer.domElement;
-    for (let i = 0; i < 8; i++) {
-      const p = new Vector3(bounds[i & 1 ? 3 : 0], bounds[i & 2 ? 4 : 1], bounds[i & 4 ? 5 : 2]).project(this.camera);
-      xs.push((p.x + 1) / 2 * canvas.clientWidth);
-      ys.push((1 - p.y) / 2 * canvas.clientHeight);
-    }
+    const points = boxCorners(bounds).map((p) => p.project(this.camera));
+    const xs = points.map((p) => ((p.x + 1) / 2) * canvas.clientWidth);
+    const ys = points.map((p) => ((1 - p.y) / 2) * canvas.clientHeight);
     const x = Math.min(...xs);
     const y = Math.min(...ys);
     return { x, y, width: Math.max(...xs) - x, height: Math.max(...ys) - y };

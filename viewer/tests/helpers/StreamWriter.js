@@ -46,8 +46,8 @@ export class StreamWriter {
   }
 
   // A view's camera looking from `position` at `target`, and its background colour.
-  view(key, { position, target, up }, background) {
-    this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, 1, 1)]));
+  view(key, { position, target, up, width = 1, height = 1 }, background) {
+    this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, width, height)]));
     return this.add(record([...u32(80, key), ...f32(...background), ...u32(0)]));
   }
 
