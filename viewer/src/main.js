@@ -76,12 +76,12 @@ function start() {
   document.getElementById('qx-full').addEventListener('click', toggleFullScreen);
   window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
 
-  repeatInTasks(() => {
+  const decodeSlice = () => {
     const begin = performance.now();
     const more = !loader.run(begin + SLICE_MS);
     times.decodeMs += performance.now() - begin;
     return more;
-  });
+  };
 
   const frame = () => {
     if (stopped) return;
@@ -104,7 +104,10 @@ function start() {
     }
     requestAnimationFrame(frame);
   };
-  requestAnimationFrame(frame);
+  // The first slice and frame come at once: a small model is then on the
+  // screen without waiting for the next animation frame.
+  if (decodeSlice()) repeatInTasks(decodeSlice);
+  frame();
 }
 
 window.addEventListener('error', (event) => fail(event.error ?? event.message));

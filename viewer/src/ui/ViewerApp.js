@@ -17,12 +17,22 @@ const FILL = 0.9; // share of the view that a fitted box covers, across its narr
 const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
 
 // True when WebGL runs on the CPU, where multisampling costs too much.
-function softwareRendering() {
-  const gl = document.createElement('canvas').getContext('webgl2');
-  const info = gl?.getExtension('WEBGL_debug_renderer_info');
+function softwareRendering(renderer) {
+  const gl = renderer.getContext();
+  const info = gl.getExtension('WEBGL_debug_renderer_info');
   const name = info ? gl.getParameter(info.UNMASKED_RENDERER_WEBGL) : '';
-  gl?.getExtension('WEBGL_lose_context')?.loseContext();
   return /swiftshader|llvmpipe|software/i.test(name);
+}
+
+// A renderer with multisampling on graphics hardware, without on the CPU.
+// The first context tells which it is; only hardware, where contexts are
+// cheap, gets a second one.
+function makeRenderer() {
+  const plain = new WebGLRenderer({ antialias: false });
+  if (softwareRendering(plain)) return plain;
+  plain.dispose();
+  plain.forceContextLoss();
+  return new WebGLRenderer({ antialias: true });
 }
 
 const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 1 ? 3 : 0], b[i & 2 ? 4 : 1], b[i & 4 ? 5 : 2]));
@@ -30,7 +40,7 @@ const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 
 // Renderer, camera and orbit controls; draws only when something changed.
 export class ViewerApp {
   constructor(container) {
-    this.renderer = new WebGLRenderer({ antialias: !softwareRendering() });
+    this.renderer = makeRenderer();
     this.renderer.setPixelRatio(window.devicePixelRatio);
     container.appendChild(this.renderer.domElement);
     this.scene = new Scene();
