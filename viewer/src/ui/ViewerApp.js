@@ -14,6 +14,7 @@ const LOADING_FRAME_GAP_MS = 500;
 export const DEFAULT_BACKGROUND = [0.56, 0.6, 0.66];
 const DEFAULT_DIRECTION = new Vector3(0.6, -0.8, 0.5).normalize();
 const FILL = 0.9; // share of the view that a fitted box covers, across its narrower side
+const FLAT = 1e-3; // a box this thin, against its largest side, is seen face on
 const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
 
 // True when WebGL runs on the CPU, where multisampling costs too much.
@@ -33,6 +34,14 @@ function makeRenderer() {
   plain.dispose();
   plain.forceContextLoss();
   return new WebGLRenderer({ antialias: true });
+}
+
+// The axis along which a box has no depth (a drawing), if it has one.
+function flatNormal(b) {
+  const extents = [0, 1, 2].map((i) => b[i + 3] - b[i]);
+  const thinnest = extents.indexOf(Math.min(...extents));
+  if (extents[thinnest] > FLAT * Math.max(...extents)) return null;
+  return new Vector3().setComponent(thinnest, 1);
 }
 
 const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 1 ? 3 : 0], b[i & 2 ? 4 : 1], b[i & 4 ? 5 : 2]));
@@ -111,8 +120,10 @@ export class ViewerApp {
       if (d.lengthSq() > 0) direction = d.normalize();
       const up = new Vector3(...view.up);
       if (up.lengthSq() > 0) this.camera.up.copy(up.normalize());
-    } else if (Math.abs(this.camera.up.z) < 0.5) {
+    } else {
+      direction = flatNormal(bounds) ?? direction;
       this.camera.up.set(0, 0, 1); // models stand on the x-y plane as a rule
+      if (Math.abs(direction.z) > 0.99) this.camera.up.set(0, 1, 0);
     }
     const center = this.sphere.center;
     const right = new Vector3().crossVectors(this.camera.up, direction).normalize();

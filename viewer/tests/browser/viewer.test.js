@@ -55,7 +55,8 @@ async function checkModelPage(name, path) {
   assert.ok(x >= 0 && y >= 0 && x + width <= 800 && y + height <= 600, 'the camera shows the whole scene box');
   assert.equal(edgePixels(png), 0, 'the model reaches the edge of the view: the camera is not fitted');
   const share = drawnShare(png, result.rect);
-  assert.ok(share > 0.05, `only ${(share * 100).toFixed(1)}% of the scene box is drawn`);
+  // A line drawing covers little of its box.
+  assert.ok(share > 0.015, `only ${(share * 100).toFixed(1)}% of the scene box is drawn`);
   const t = result.times;
   writeFileSync(join(RESULTS, `${name}.timing.json`), JSON.stringify({ ...t, heap: result.heap, counts: result.counts }, null, 1));
   return result;
