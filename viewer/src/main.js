@@ -91,7 +91,7 @@ function start() {
         firstView();
         if (state.background) app.setBackground(state.background);
       }
-      const drew = app.render(!loader.done && times.firstFrame !== null);
+      const drew = app.render(!loader.done && times.firstFrame !== null, builder.drawn);
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();
       overlay.update(state, builder.drawn, loader.progress, loader.done);
       if (loader.done && builder.textures.pending === 0 && !app.dirty && times.loaded === null) {

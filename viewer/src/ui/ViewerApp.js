@@ -7,7 +7,9 @@ import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
 ColorManagement.enabled = false;
 
 // While loading, frames are drawn at most this often: each one costs the
-// decoding time, much of it outside the draw call when rendering is in software.
+// decoding time, most of it after the draw call returns when rendering is
+// in software, so a frame's cost is taken as the time until the next
+// animation frame.
 const LOADING_FRAME_GAP_MS = 500;
 
 // A mid-tone background, against which white lines and black lines both read.
@@ -64,6 +66,8 @@ export class ViewerApp {
     this.dirty = true;
     this.lastFrameEnd = -Infinity;
     this.frameCost = 0;
+    this.drawnAt = null; // start of the last frame, until the next animation frame
+    this.lastWeight = 1;
     window.addEventListener('resize', () => this.resize());
     this.renderer.domElement.addEventListener('dblclick', (event) => this.focusAt(event));
     this.resize();
@@ -161,12 +165,20 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  // Draws if something changed. While `loading`, frames are spaced out, and a
-  // frame that was slow to draw is followed by a pause three times as long.
-  render(loading = false) {
-    if (!this.dirty) return false;
+  // Draws if something changed. While `loading`, frames are spaced out: the
+  // pause before a frame is three times what it is expected to cost, the
+  // cost of the last frame scaled by the growth of `weight` (what there is
+  // to draw) since. To be called once per animation frame.
+  render(loading = false, weight = 1) {
     const start = performance.now();
-    if (loading && start - this.lastFrameEnd < Math.max(LOADING_FRAME_GAP_MS, 3 * this.frameCost)) return false;
+    if (this.drawnAt !== null) {
+      this.frameCost = start - this.drawnAt;
+      this.drawnAt = null;
+    }
+    if (!this.dirty) return false;
+    const expected = (this.frameCost * weight) / Math.max(this.lastWeight, 1);
+    if (loading && start - this.lastFrameEnd < Math.max(LOADING_FRAME_GAP_MS, 3 * expected)) return false;
+    this.lastWeight = weight;
     this.dirty = false;
     const d = this.camera.position.distanceTo(this.sphere.center);
     const r = this.sphere.radius;
@@ -178,7 +190,7 @@ export class ViewerApp {
     for (const hook of this.beforeRender) hook(this.camera, size, this.controls.target);
     this.renderer.render(this.scene, this.camera);
     this.lastFrameEnd = performance.now();
-    this.frameCost = this.lastFrameEnd - start;
+    this.drawnAt = start;
     return true;
   }
 
