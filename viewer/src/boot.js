@@ -1,11 +1,16 @@
 // Starts the viewer, whose script the page holds compressed (deflate, then
 // base64): the browser inflates it and runs it as a script of the page.
+// While the browser inflates, the main thread is free, and makes the WebGL
+// context that the viewer will draw into (window.qxEarlyContext).
 (async () => {
   const text = document.getElementById('qx-viewer-code').textContent.trim();
   const bytes = Uint8Array.fromBase64 ? Uint8Array.fromBase64(text) : Uint8Array.from(atob(text), (c) => c.charCodeAt(0));
-  const inflated = new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate-raw'));
+  const inflated = new Response(new Blob([bytes]).stream().pipeThrough(new DecompressionStream('deflate-raw'))).text();
+  const canvas = document.createElement('canvas');
+  const gl = canvas.getContext('webgl2', { alpha: false, antialias: false, depth: true, stencil: false, premultipliedAlpha: true });
+  window.qxEarlyContext = gl && { canvas, gl };
   const script = document.createElement('script');
-  script.textContent = await new Response(inflated).text();
+  script.textContent = await inflated;
   document.body.append(script);
 })().catch((err) => {
   const box = document.getElementById('qx-error');

@@ -28,10 +28,11 @@ function softwareRendering(renderer) {
 }
 
 // A renderer with multisampling on graphics hardware, without on the CPU.
-// The first context tells which it is; only hardware, where contexts are
-// cheap, gets a second one.
+// The first context, made early by the page if it could, tells which it
+// is; only hardware, where contexts are cheap, gets a second one.
 function makeRenderer() {
-  const plain = new WebGLRenderer({ antialias: false });
+  const early = window.qxEarlyContext;
+  const plain = new WebGLRenderer(early ? { canvas: early.canvas, context: early.gl } : { antialias: false });
   if (softwareRendering(plain)) return plain;
   plain.dispose();
   plain.forceContextLoss();
