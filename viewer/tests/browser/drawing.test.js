@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
-import { colourCube, frontScene, quad, segment, triangle } from '../helpers/drawingScenes.js';
+import { colourCube, frontScene, plainImage, quad, segment, triangle } from '../helpers/drawingScenes.js';
 import { decodePng } from '../helpers/png.js';
 import { openBrowser, loadPage } from './browser.js';
 import { RESULTS, writePage } from './pages.js';
@@ -39,6 +39,29 @@ test('a matte surface facing the viewer shows its stored colour', async () => {
       before: (w) => w.color(1, color),
     }));
     assert.ok(near(pixel(CENTRE), expected, 10), `${name} reads ${pixel(CENTRE)}, not ${expected}`);
+  }
+});
+
+test('specular, mirror and environment images, and two diffuse textures, as the material gives them', async () => {
+  const cubeSides = [[255, 0, 0], [0, 255, 255], [0, 255, 0], [255, 0, 255], [0, 0, 255], [255, 255, 0]];
+  const cases = [
+    // name, images to send, material, what the centre must show
+    ['specular', [], { color: [0.5, 0.5, 0.5, 1], specular: 0.5, gloss: 20 }, (p) => p.every((v) => v > 180)],
+    ['panorama', [[1, [0, 200, 0]]], { color: [0.5, 0.5, 0.5, 1], mirror: 1, environment: [1] }, (p) => near(p, [0, 200, 0], 12)],
+    // Facing the viewer, the surface reflects the side of the cube behind the viewer, +z.
+    ['cube', cubeSides.map((c, i) => [i + 1, c]), { mirror: 1, environment: [1, 2, 3, 4, 5, 6] }, (p) => near(p, [0, 0, 255], 12)],
+    ['multiplied', [[1, [255, 255, 255]], [2, [255, 0, 0]]], { textures: [{ image: 1 }, { image: 2 }] }, (p) => near(p, [255, 0, 0], 12)],
+    ['decal', [[1, [255, 0, 0]], [2, [0, 0, 255, 255]]], { textures: [{ image: 1 }, { image: 2, word: 0x10000 }] },
+      (p) => near(p, [0, 0, 255], 12)],
+  ];
+  for (const [name, images, material, shows] of cases) {
+    const pixel = await shoot(`material-${name}`, frontScene([{ mesh: quad(), material: 1 }], {
+      before: (w) => {
+        for (const [key, colour] of images) plainImage(w, key, colour);
+        w.material(1, material);
+      },
+    }));
+    assert.ok(shows(pixel(CENTRE)), `${name}: the centre shows ${pixel(CENTRE)}`);
   }
 });
 

@@ -13,6 +13,7 @@ export function quad(z = 0, half = 1) {
   return {
     positions: [[-half, -half, z], [half, -half, z], [half, half, z], [-half, half, z]],
     normals: [UP, UP, UP, UP],
+    uvs: [[0, 0], [1, 0], [1, 1], [0, 1]],
     faces: [[0, 1, 2, 0, 2, 3]],
   };
 }
@@ -53,4 +54,10 @@ export function colourCube() {
       w.materialMap(1, sides.map((_, i) => 10 + i));
     },
   });
+}
+
+// A raw 2 x 2 image of one colour, RGB or RGBA by the colour's length.
+export function plainImage(w, key, colour) {
+  const data = Uint8Array.from({ length: 4 * colour.length }, (_, i) => colour[i % colour.length]);
+  return w.image(key, { format: colour.length === 4 ? 0 : 1, width: 2, height: 2, data });
 }
