@@ -136,3 +136,18 @@ test('a transparent pane shows what is behind it, whatever the order in the stre
   const [r2, , b2] = pixel([400, 150]); // above the pane: the red quad alone
   assert.ok(r2 > 200 && b2 < 30, `beside the pane: ${pixel([400, 150])}`);
 });
+
+test('a double-click moves the view centre to the point under the pointer and halves the distance', async () => {
+  const result = await loadPage(browser.context, writePage('focus', frontScene([{ mesh: quad(), material: 1 }], {
+    before: (w) => w.color(1, [0.5, 0.5, 0.5, 1]),
+  })));
+  const before = result.rect;
+  await result.page.mouse.dblclick(500, 300); // over the point (0.5, 0, 0) of the quad
+  await result.page.waitForTimeout(200);
+  const after = await result.page.evaluate(() => window.qxViewer.projectedRect());
+  await result.page.close();
+  assert.ok(after.width > 1.6 * before.width, `the view of the scene box grows from ${before.width} to ${after.width}`);
+  // The scene box spans x from -1.5 to 1.5: x = 0.5 lies two thirds along it.
+  const along = (400 - after.x) / after.width;
+  assert.ok(Math.abs(along - 2 / 3) < 0.05, `the screen centre lies ${along.toFixed(3)} along the box`);
+});
