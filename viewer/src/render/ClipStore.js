@@ -7,13 +7,20 @@ import { CLIP_LOOPS, CLIP_POINTS } from './shaders.js';
 // in window space stand as given; the others are in scene space (through
 // the loop's matrix, if it has one) and are projected anew for each view.
 
-// Rings of `points` (flat x, y, z) cut by `lengths`, thinned out evenly so
-// that no more than `budget` points remain in all.
+// `rings` thinned out evenly so that no more than `budget` points remain in
+// all; rings that still don't fit (a great many small ones) are left out.
 function thinRings(rings, budget) {
   const total = rings.reduce((n, r) => n + r.length, 0);
-  if (total <= budget) return rings;
-  const step = Math.ceil(total / Math.max(budget - 3 * rings.length, 1));
-  return rings.map((r) => (r.length <= 3 ? r : r.filter((_, i) => i % step === 0).slice(0, Math.max(3, Math.floor(r.length / step)))));
+  const step = total <= budget ? 1 : Math.ceil(total / Math.max(budget - 3 * rings.length, 1));
+  const thinned = rings.map((r) => (r.length <= 3 ? r : r.filter((_, i) => i % step === 0)));
+  const kept = [];
+  let used = 0;
+  for (const ring of thinned) {
+    if (ring.length < 3 || used + ring.length > budget) continue;
+    kept.push(ring);
+    used += ring.length;
+  }
+  return kept;
 }
 
 function loopRings(model, loop) {

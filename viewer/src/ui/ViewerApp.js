@@ -14,7 +14,9 @@ const LOADING_FRAME_GAP_MS = 500;
 
 // A mid-tone background, against which white lines and black lines both read.
 export const DEFAULT_BACKGROUND = [0.56, 0.6, 0.66];
-const DEFAULT_DIRECTION = new Vector3(0.6, -0.8, 0.5).normalize();
+// Without a view camera: y up, as in most interchange formats, looking from
+// the front right and above.
+const DEFAULT_DIRECTION = new Vector3(0.6, 0.45, 1).normalize();
 const FILL = 0.9; // share of the view that a fitted box covers, across its narrower side
 const FLAT = 1e-3; // a box this thin, against its largest side, is seen face on
 const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
@@ -127,8 +129,8 @@ export class ViewerApp {
       if (up.lengthSq() > 0) this.camera.up.copy(up.normalize());
     } else {
       direction = flatNormal(bounds) ?? direction;
-      this.camera.up.set(0, 0, 1); // models stand on the x-y plane as a rule
-      if (Math.abs(direction.z) > 0.99) this.camera.up.set(0, 1, 0);
+      this.camera.up.set(0, 1, 0);
+      if (Math.abs(direction.y) > 0.99) this.camera.up.set(0, 0, 1);
     }
     const center = this.sphere.center;
     const right = new Vector3().crossVectors(this.camera.up, direction).normalize();

@@ -1,10 +1,11 @@
 // Times pages in headless chromium: first drawn frame, fully loaded, JS heap
 // against the decoded stream size. Not part of `npm test`.
 //   node tests/perf/perf.mjs [--shots DIR] [--runs N] [page.html ...]
+// Screenshots go to DIR/<folder of the page>/<page>.png.
 // Without pages it times a one-triangle page, the largest page in
 // QX_VIEWER_PAGES (if set) and a synthetic page of about 50 MB.
 import { mkdirSync, readdirSync, statSync, writeFileSync } from 'node:fs';
-import { basename, join } from 'node:path';
+import { basename, dirname, join } from 'node:path';
 import { parseArgs } from 'node:util';
 import { FIRST_INCLUSION, ROOT_MODEL, StreamWriter, zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
 import { openBrowser, loadPage } from '../browser/browser.js';
@@ -67,7 +68,6 @@ const pages = positionals.length ? positionals : [
   ...(process.env.QX_VIEWER_PAGES ? [largestPage(process.env.QX_VIEWER_PAGES)] : []),
   writePage('perf-50mb', bigStream(240, 16)),
 ];
-if (values.shots) mkdirSync(values.shots, { recursive: true });
 
 const median = (xs) => xs.sort((a, b) => a - b)[xs.length >> 1];
 const browser = await openBrowser();
@@ -77,19 +77,24 @@ try {
     const runs = [];
     for (let i = 0; i < Number(values.runs); i++) {
       const result = await loadPage(browser.context, page);
-      if (i === 0 && values.shots) await result.page.screenshot({ path: join(values.shots, basename(page, '.html') + '.png') });
+      if (i === 0 && values.shots) {
+        const dir = join(values.shots, basename(dirname(page)));
+        mkdirSync(dir, { recursive: true });
+        await result.page.screenshot({ path: join(dir, basename(page, '.html') + '.png') });
+      }
       await result.page.close();
       if (result.error) throw new Error(`${page}: ${result.error}`);
       runs.push(result);
     }
     const last = runs[runs.length - 1];
     report.push({
-      page: basename(page), pageMB: +(statSync(page).size / 1e6).toFixed(2),
+      page: join(basename(dirname(page)), basename(page)), pageMB: +(statSync(page).size / 1e6).toFixed(2),
       firstFrameMs: Math.round(median(runs.map((r) => r.times.firstFrame))),
       loadedMs: Math.round(median(runs.map((r) => r.times.loaded))),
       decodeMs: Math.round(median(runs.map((r) => r.times.decodeMs))),
       heapMB: last.heap && +(last.heap / 1e6).toFixed(1),
       decodedMB: last.decoded && +(last.decoded / 1e6).toFixed(1),
+      heapPerDecoded: last.heap && last.decoded && +(last.heap / last.decoded).toFixed(2),
     });
   }
 } finally {

@@ -66,6 +66,8 @@ test('clip regions become rings of window points that the shader walks', () => {
     .polyPolygon(6, [Array.from({ length: 400 }, (_, i) => [Math.cos(i / 64), Math.sin(i / 64), 0])])
     .clipRegion(5, [{ polygons: [4], matrix: 2, cuts: true }, { polygons: [4], window: true }])
     .clipRegion(7, [{ polygons: [6] }, { polygons: [6] }])
+    .polyPolygon(8, Array.from({ length: 50 }, (_, i) => [[i, 0, 0], [i + 0.5, 0, 0], [i, 0.5, 0]]))
+    .clipRegion(9, [{ polygons: [8] }])
     .bytes());
   const clips = new ClipStore();
   const camera = { projectionMatrix: new Matrix4(), matrixWorldInverse: new Matrix4() }; // window = scene x, y
@@ -85,4 +87,6 @@ test('clip regions become rings of window points that the shader walks', () => {
   const [first, second] = [0, 1].map((l) => clips.get(model, 7).uniforms.clipLoops.value.slice(4 * l, 4 * l + 2));
   assert.ok(first[1] <= CLIP_POINTS / 2 && first[1] >= 3 && second[0] === first[1], `${first} ${second}`);
   assert.ok(second[0] + second[1] <= CLIP_POINTS);
+  // Many small rings: as many whole ones as fit.
+  assert.deepEqual([...clips.get(model, 9).uniforms.clipLoops.value.slice(0, 2)], [0, CLIP_POINTS]);
 });
