@@ -1,5 +1,5 @@
 import assert from 'node:assert/strict';
-import { readdirSync, writeFileSync } from 'node:fs';
+import { readFileSync, readdirSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 import { sampleScene } from '../helpers/scenes.js';
@@ -93,6 +93,11 @@ test('bad pages stop with a message', async () => {
   await checkStoppedPage('unknown-tag', writePage('unknown-tag', unknown), /unknown record tag/);
   await checkStoppedPage('truncated', writePage('truncated', good.subarray(0, good.length - 100)), /cut short/);
   await checkStoppedPage('no-data', writePage('no-data', new Uint8Array(0)), /no model data/);
+  // A page whose viewer script was damaged on the way.
+  const damaged = writePage('damaged-viewer', good);
+  const html = readFileSync(damaged, 'utf8').replace(/(id="qx-viewer-code"[^>]*>)[^<]{40}/, '$1' + 'A'.repeat(40));
+  writeFileSync(damaged, html);
+  await checkStoppedPage('damaged-viewer', damaged, /can't start the viewer/);
 });
 
 // Pages exported by the tool, from a directory named in QX_VIEWER_PAGES.
