@@ -1,9 +1,10 @@
-import { Box3, Color, ColorManagement, PerspectiveCamera, Raycaster, Scene, Sphere, Vector2, Vector3,
-  WebGLRenderer } from 'three';
+import { Box3, Color, ColorManagement, LinearSRGBColorSpace, PerspectiveCamera, Raycaster, Scene, Sphere, Vector2,
+  Vector3, WebGLRenderer } from 'three';
 import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
 
 // Colours are handled by the viewer's own shaders; three.js passes them on
-// unchanged, the clear colour included.
+// unchanged, the clear colour and the colours of its own basic materials
+// (see the renderer's output colour space) included.
 ColorManagement.enabled = false;
 
 // While loading, frames are drawn at most this often: each one costs the
@@ -55,6 +56,7 @@ const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 
 export class ViewerApp {
   constructor(container) {
     this.renderer = makeRenderer();
+    this.renderer.outputColorSpace = LinearSRGBColorSpace;
     this.renderer.setPixelRatio(window.devicePixelRatio);
     container.appendChild(this.renderer.domElement);
     this.scene = new Scene();
