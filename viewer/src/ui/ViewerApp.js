@@ -21,6 +21,8 @@ const DEFAULT_DIRECTION = new Vector3(0.6, 0.45, 1).normalize();
 const FILL = 0.9; // share of the view that a fitted box covers, across its narrower side
 const FLAT = 1e-3; // a box this thin, against its largest side, is seen face on
 const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
+const DOUBLE_TAP_MS = 350;
+const DOUBLE_TAP_PX = 24;
 
 // True when WebGL runs on the CPU, where multisampling costs too much.
 function softwareRendering(renderer) {
@@ -75,6 +77,8 @@ export class ViewerApp {
     this.lastWeight = 1;
     window.addEventListener('resize', () => this.resize());
     this.renderer.domElement.addEventListener('dblclick', (event) => this.focusAt(event));
+    this.renderer.domElement.addEventListener('pointerup', (event) => this.doubleTap(event));
+    this.lastTap = null;
     this.resize();
   }
 
@@ -150,6 +154,17 @@ export class ViewerApp {
     this.controls.update();
     this.invalidate();
     return true;
+  }
+
+  // Two taps of a finger in quick succession at one place focus like a double-click.
+  doubleTap(event) {
+    if (event.pointerType !== 'touch') return;
+    const tap = { time: event.timeStamp, x: event.clientX, y: event.clientY };
+    const last = this.lastTap;
+    this.lastTap = tap;
+    if (!last || tap.time - last.time > DOUBLE_TAP_MS || Math.hypot(tap.x - last.x, tap.y - last.y) > DOUBLE_TAP_PX) return;
+    this.lastTap = null;
+    this.focusAt(event);
   }
 
   // Moves the orbit centre to the surface under the pointer and closer to it.

@@ -3,7 +3,7 @@
 //   node tests/perf/perf.mjs [--shots DIR] [--runs N] [page.html ...]
 // Screenshots go to DIR/<folder of the page>/<page>.png.
 // Without pages it times a one-triangle page, the largest page in
-// QX_VIEWER_PAGES (if set) and a synthetic page of about 50 MB.
+// QX_VIEWER_PAGES (if set) and a synthetic page of 50 MB.
 import { mkdirSync, readdirSync, statSync, writeFileSync } from 'node:fs';
 import { basename, dirname, join } from 'node:path';
 import { parseArgs } from 'node:util';
@@ -66,7 +66,7 @@ const { values, positionals } = parseArgs({
 const pages = positionals.length ? positionals : [
   writePage('perf-triangle', triangleScene()),
   ...(process.env.QX_VIEWER_PAGES ? [largestPage(process.env.QX_VIEWER_PAGES)] : []),
-  writePage('perf-50mb', bigStream(240, 16)),
+  writePage('perf-50mb', bigStream(276, 16)),
 ];
 
 const median = (xs) => xs.sort((a, b) => a - b)[xs.length >> 1];
