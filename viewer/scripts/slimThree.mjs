@@ -1,7 +1,8 @@
 // An esbuild plugin that bundles only the parts of three.js that the viewer
 // uses. three.js is taken from its module sources, so that unused classes
 // drop out, and its shader library is cut down to the shaders of the basic
-// mesh, line and point materials (the viewer draws with its own shaders):
+// mesh, line and point materials and of an image background (the viewer
+// draws with its own shaders):
 // the chunks that those include, with comments and indentation removed.
 import { readFileSync } from 'node:fs';
 import { join } from 'node:path';
@@ -9,7 +10,7 @@ import { fileURLToPath, pathToFileURL } from 'node:url';
 
 const THREE = fileURLToPath(new URL('../node_modules/three/src/', import.meta.url));
 const SHADERS = join(THREE, 'renderers', 'shaders');
-const KEPT_PROGRAMS = ['basic', 'points'];
+const KEPT_PROGRAMS = ['basic', 'points', 'background'];
 // Chunks that the renderer adds to every program that isn't raw.
 const PROGRAM_CHUNKS = ['colorspace_pars_fragment', 'tonemapping_pars_fragment'];
 

@@ -19,7 +19,8 @@ export class SceneState {
     this.sceneRoot = null;
     this.bounds = null;
     this.views = [];
-    this.background = null;
+    this.background = null; // colour of the first view that has one
+    this.backgroundImage = null; // key of its image in the scene's root model, likewise
     this.texts = [];
     this.counts = { records: 0, instances: 0, meshes: 0, meshData: 0, images: 0, keyedData: 0, missing: 0, passes: 0 };
   }
@@ -135,7 +136,10 @@ const HANDLERS = {
   x: (s, r) => { s.inclusions.set(r.inclusion, { model: r.model, matrix: r.matrix, hidden: r.hidden === 1 }); },
   v: (s, r) => { s.overrides.set(`${r.inclusion}:${r.instance}`, r); },
   c: (s, r) => { s.views.push(r); },
-  P: (s, r) => { if (!s.background && r.color.some((c) => c !== -1)) s.background = r.color; },
+  P: (s, r) => {
+    if (!s.background && r.color.some((c) => c !== -1)) s.background = r.color;
+    if (!s.backgroundImage && r.images.length) s.backgroundImage = r.images[0];
+  },
   d: (s) => { s.counts.keyedData++; },
   G: (s, r, m) => { m.groups++; },
   o: (s, r, m) => { m.treeNodes = 0; },

@@ -90,6 +90,10 @@ function start() {
         fitted = true;
         firstView();
         if (state.background) app.setBackground(state.background);
+        if (state.backgroundImage) {
+          const root = state.models.get(state.sceneRoot) ?? state.models.values().next().value;
+          if (root) builder.textures.useImage(root, state.backgroundImage, (texture) => app.setBackground(texture));
+        }
       }
       const drew = app.render(!loader.done && times.firstFrame !== null, builder.drawn);
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();

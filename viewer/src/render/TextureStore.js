@@ -59,6 +59,22 @@ export class TextureStore {
     if (e.image) this.assign(e, user);
   }
 
+  // `show` receives a texture of image `key` of `model` (display colours
+  // passed through as they are), and a new one for a better level.
+  useImage(model, key, show) {
+    const e = this.entry(model, key);
+    const user = { show };
+    e.users.push(user);
+    if (e.image) this.assignPlain(e, user);
+  }
+
+  assignPlain(e, user) {
+    const texture = new Texture(e.image);
+    texture.flipY = false;
+    texture.needsUpdate = true;
+    user.show(texture);
+  }
+
   // `material` reflects one image (a panorama) or six (the sides of a cube,
   // +x, -x, +y, -y, +z, -z), once all of them have pixels.
   useEnvironment(model, keys, material) {
@@ -92,6 +108,7 @@ export class TextureStore {
     e.image = image;
     for (const user of e.users) {
       if (user.environment) this.assignEnvironment(user);
+      else if (user.show) this.assignPlain(e, user);
       else this.assign(e, user);
     }
     this.onChange();

@@ -92,8 +92,10 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  setBackground([r, g, b]) {
-    this.scene.background = new Color(Math.max(r, 0), Math.max(g, 0), Math.max(b, 0));
+  // A colour [r, g, b] (-1 for the default of a component) or a texture
+  // that fills the view.
+  setBackground(value) {
+    this.scene.background = value.isTexture ? value : new Color(...value.map((c, i) => (c < 0 ? DEFAULT_BACKGROUND[i] : c)));
     this.invalidate();
   }
 

@@ -126,6 +126,16 @@ test('lines: a dashed line shows gaps, a solid one none; white and black both re
   }
 });
 
+test('a view\'s background colour or image replaces the default background', async () => {
+  for (const [name, options, expected] of [
+    ['colour', { background: [0.1, 0.2, 0.3] }, [26, 51, 77]],
+    ['image', { backgroundImage: 9, before: (w) => plainImage(w, 9, [200, 30, 30]) }, [200, 30, 30]],
+  ]) {
+    const pixel = await shoot(`background-${name}`, frontScene([{ mesh: triangle(), material: 1 }], options));
+    assert.ok(near(pixel([5, 595]), expected, 3), `${name}: the background is ${pixel([5, 595])}`);
+  }
+});
+
 test('a transparent pane shows what is behind it, whatever the order in the stream', async () => {
   const pixel = await shoot('transparent-pane', frontScene([
     { mesh: quad(0.5, 0.5), material: 1 }, // the pane, first in the stream, in front

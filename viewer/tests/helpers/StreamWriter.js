@@ -46,9 +46,9 @@ export class StreamWriter {
   }
 
   // A view's camera looking from `position` at `target`, and its background colour.
-  view(key, { position, target, up, width = 1, height = 1 }, background) {
+  view(key, { position, target, up, width = 1, height = 1 }, background, images = []) {
     this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, width, height)]));
-    return this.add(record([...u32(80, key), ...f32(...background), ...u32(0)]));
+    return this.add(record([...u32(80, key), ...f32(...background), ...u32(images.length, ...images)]));
   }
 
   bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }

@@ -26,12 +26,12 @@ export const segment = (a, b) => ({ positions: [a, b], faces: [], lines: [[0, 1]
 // `items` are { mesh, material, clip?, materials? } in stream order; each
 // becomes mesh, instance and mesh data under the key of its position + 1.
 // `eye` moves the camera, `background` gives the view a background.
-export function frontScene(items, { eye = [0, 0, 4], background = null, before = () => {} } = {}) {
+export function frontScene(items, { eye = [0, 0, 4], background = null, backgroundImage = null, before = () => {} } = {}) {
   const m = ROOT_MODEL;
   const w = new StreamWriter();
   w.head().sceneRoot(m);
   w.view(0, { position: eye, target: [0, 0, 0], up: [0, 1, 0], width: 4, height: 3 * Math.hypot(...eye) / 4 },
-    background ?? [-1, -1, -1]);
+    background ?? [-1, -1, -1], backgroundImage ? [backgroundImage] : []);
   w.context(m).inclusion(FIRST_INCLUSION, m, 0).bounds([-1.5, -1.5, -1, 1.5, 1.5, 1]);
   before(w);
   items.forEach((item, i) => {
