@@ -62,7 +62,7 @@ export class SceneState {
       map: pickMap(override?.maps[c], instance.maps[c], mesh?.maps[c]),
     }));
     const clip = override && override.clip !== NONE ? override.clip : instance.clip;
-    return { meshKey, dataKey, matrix, classes, clip };
+    return { meshKey, dataKey, matrix, classes, clip, inclusion: instance.inclusion };
   }
 
   inclusionMatrix(id) {

@@ -1,11 +1,12 @@
 import { Matrix4, Vector4 } from 'three';
-import { transformPoint } from '../matrix.js';
+import { IDENTITY, multiply, transformPoint } from '../matrix.js';
 import { CLIP_LOOPS, CLIP_POINTS } from './shaders.js';
 
 // Clip regions as the face, line and point shaders test them: per loop of
 // the region, its polygons as rings of points in window coordinates. Loops
-// in window space stand as given; the others are in scene space (through
-// the loop's matrix, if it has one) and are projected anew for each view.
+// in window space stand as given; the others are in the space of their
+// model (through the loop's matrix, if it has one), are taken into the
+// scene by the model's inclusion and are projected anew for each view.
 
 // `rings` thinned out evenly so that no more than `budget` points remain in
 // all; rings that still don't fit (a great many small ones) are left out.
@@ -23,8 +24,8 @@ function thinRings(rings, budget) {
   return kept;
 }
 
-function loopRings(model, loop) {
-  const matrix = !loop.window && loop.matrix ? model.matrix(loop.matrix) : null;
+function loopRings(model, loop, placement) {
+  const matrix = loop.window ? null : multiply(loop.matrix ? model.matrix(loop.matrix) : IDENTITY, placement);
   const rings = [];
   for (const key of loop.polygons) {
     const polygon = model.polygons.get(key);
@@ -44,7 +45,7 @@ function loopRings(model, loop) {
 }
 
 class ClipRegion {
-  constructor(id, model, record) {
+  constructor(id, model, record, placement) {
     this.id = id;
     this.uniforms = {
       clipPoints: { value: new Float32Array(CLIP_POINTS * 2) },
@@ -56,7 +57,7 @@ class ClipRegion {
     const loops = record.loops.slice(0, CLIP_LOOPS);
     loops.forEach((loop, l) => {
       const budget = Math.floor((CLIP_POINTS - first) / (loops.length - l));
-      const rings = thinRings(loopRings(model, loop), budget);
+      const rings = thinRings(loopRings(model, loop, placement), budget);
       const points = rings.flat();
       let at = first;
       for (const ring of rings) {
@@ -97,13 +98,15 @@ export class ClipStore {
     this.viewProjection = new Matrix4();
   }
 
-  // The clip region `key` of `model`; null for none or an unknown key.
-  get(model, key) {
+  // The clip region `key` of `model` as included by `inclusion`, whose
+  // matrix `placement` takes the model into the scene; null for none or an
+  // unknown key.
+  get(model, key, inclusion = 0, placement = IDENTITY) {
     if (!key) return null;
-    const id = `${model.id}:${key}`;
+    const id = `${model.id}:${key}:${inclusion}`;
     if (!this.regions.has(id)) {
       const record = model.clipRegions.get(key);
-      this.regions.set(id, record ? new ClipRegion(id, model, record) : null);
+      this.regions.set(id, record ? new ClipRegion(id, model, record, placement) : null);
     }
     return this.regions.get(id);
   }

@@ -73,7 +73,7 @@ export class SceneBuilder {
     const data = model.meshData.get(info.dataKey);
     const geometries = this.geometries.get(`${model.id}:${info.dataKey}`);
     const matrix = toMatrix4(info.matrix);
-    const clip = this.clips.get(model, info.clip);
+    const clip = this.clips.get(model, info.clip, info.inclusion, this.state.inclusionMatrix(info.inclusion));
     info.classes.forEach((cls, c) => {
       if (!cls.shown || !geometries[c]) return;
       const kind = {

@@ -80,6 +80,11 @@ test('clip regions become rings of window points that the shader walks', () => {
   assert.deepEqual([...clipPoints.value.slice(14, 16)].map((v) => +v.toFixed(3)), [-0.25, -0.25]);
   // Each ring closes on itself.
   assert.deepEqual([...clipRings.value.slice(0, 14)], [1, 2, 3, 0, 5, 6, 4, 8, 9, 10, 7, 12, 13, 11]);
+  // Included one unit up, scene-space loops move with the model; window-space ones stay.
+  const moved = clips.get(model, 5, 7, [1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 0]);
+  clips.update(camera);
+  assert.deepEqual([...moved.uniforms.clipPoints.value.slice(0, 2)].map((v) => +v.toFixed(3)), [-0.4, 0.5]);
+  assert.deepEqual([...moved.uniforms.clipPoints.value.slice(14, 16)].map((v) => +v.toFixed(3)), [-0.25, -0.25]);
   assert.equal(clips.get(model, 0), null);
   assert.equal(clips.get(model, 99), null);
 
