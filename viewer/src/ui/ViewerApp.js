@@ -1,6 +1,7 @@
 import { Box3, Color, ColorManagement, LinearSRGBColorSpace, PerspectiveCamera, Raycaster, Scene, Sphere, Vector2,
   Vector3, WebGLRenderer } from 'three';
 import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
+import { boxCorners, fitDistance, flatNormal } from './framing.js';
 
 // Colours are handled by the viewer's own shaders; three.js passes them on
 // unchanged, the clear colour and the colours of its own basic materials
@@ -43,16 +44,6 @@ function makeRenderer() {
   plain.forceContextLoss();
   return new WebGLRenderer({ antialias: true });
 }
-
-// The axis along which a box has no depth (a drawing), if it has one.
-function flatNormal(b) {
-  const extents = [0, 1, 2].map((i) => b[i + 3] - b[i]);
-  const thinnest = extents.indexOf(Math.min(...extents));
-  if (extents[thinnest] > FLAT * Math.max(...extents)) return null;
-  return new Vector3().setComponent(thinnest, 1);
-}
-
-const boxCorners = (b) => Array.from({ length: 8 }, (_, i) => new Vector3(b[i & 1 ? 3 : 0], b[i & 2 ? 4 : 1], b[i & 4 ? 5 : 2]));
 
 // Renderer, camera and orbit controls; draws only when something changed.
 export class ViewerApp {
@@ -136,22 +127,13 @@ export class ViewerApp {
       const up = new Vector3(...view.up);
       if (up.lengthSq() > 0) this.camera.up.copy(up.normalize());
     } else {
-      direction = flatNormal(bounds) ?? direction;
+      direction = flatNormal(bounds, FLAT) ?? direction;
       this.camera.up.set(0, 1, 0);
       if (Math.abs(direction.y) > 0.99) this.camera.up.set(0, 0, 1);
     }
     const center = this.sphere.center;
-    const right = new Vector3().crossVectors(this.camera.up, direction).normalize();
-    const up = new Vector3().crossVectors(direction, right);
-    const tanY = Math.tan((this.camera.fov * Math.PI) / 360) * FILL;
-    const tanX = tanY * this.camera.aspect;
-    let distance = 0;
-    for (const corner of boxCorners(bounds)) {
-      const p = corner.sub(center);
-      const toward = p.dot(direction);
-      distance = Math.max(distance, toward + Math.abs(p.dot(right)) / tanX, toward + Math.abs(p.dot(up)) / tanY);
-    }
-    this.camera.position.copy(center).addScaledVector(direction, Math.max(distance, 1e-6));
+    const distance = fitDistance(bounds, center, direction, this.camera.up, this.camera.fov, this.camera.aspect, FILL);
+    this.camera.position.copy(center).addScaledVector(direction, distance);
     this.controls.target.copy(center);
     this.controls.update();
     this.invalidate();
