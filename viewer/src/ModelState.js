@@ -4,8 +4,11 @@ import { IDENTITY } from './matrix.js';
 export class ModelState {
   constructor(id) {
     this.id = id;
-    this.materials = new Map(); // key -> { color, texture?, ... }
+    this.materials = new Map(); // key -> { color, textures?, specular?, ... }
     this.materialMaps = new Map(); // key -> { materials } or { colors }
+    this.linePatterns = new Map(); // key -> { value, bytes }
+    this.polygons = new Map(); // key -> poly polygon { lengths, points }
+    this.clipRegions = new Map(); // key -> { loops }
     this.matrices = new Map([[0, IDENTITY]]);
     this.meshes = new Map(); // key -> mesh definition (M)
     this.meshLists = new Map(); // key -> { level, meshes }

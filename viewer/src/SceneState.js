@@ -19,7 +19,8 @@ export class SceneState {
     this.sceneRoot = null;
     this.bounds = null;
     this.views = [];
-    this.background = null;
+    this.background = null; // colour of the first view that has one
+    this.backgroundImage = null; // key of its image in the scene's root model, likewise
     this.texts = [];
     this.counts = { records: 0, instances: 0, meshes: 0, meshData: 0, images: 0, keyedData: 0, missing: 0, passes: 0 };
   }
@@ -60,7 +61,8 @@ export class SceneState {
       material: pick(override?.materials[c], instance.materials[c], mesh?.materials[c]),
       map: pickMap(override?.maps[c], instance.maps[c], mesh?.maps[c]),
     }));
-    return { meshKey, dataKey, matrix, classes };
+    const clip = override && override.clip !== NONE ? override.clip : instance.clip;
+    return { meshKey, dataKey, matrix, classes, clip, inclusion: instance.inclusion };
   }
 
   inclusionMatrix(id) {
@@ -134,18 +136,22 @@ const HANDLERS = {
   x: (s, r) => { s.inclusions.set(r.inclusion, { model: r.model, matrix: r.matrix, hidden: r.hidden === 1 }); },
   v: (s, r) => { s.overrides.set(`${r.inclusion}:${r.instance}`, r); },
   c: (s, r) => { s.views.push(r); },
-  P: (s, r) => { if (!s.background && r.color.some((c) => c !== -1)) s.background = r.color; },
+  P: (s, r) => {
+    if (!s.background && r.color.some((c) => c !== -1)) s.background = r.color;
+    if (!s.backgroundImage && r.images.length) s.backgroundImage = r.images[0];
+  },
   d: (s) => { s.counts.keyedData++; },
   G: (s, r, m) => { m.groups++; },
   o: (s, r, m) => { m.treeNodes = 0; },
   O: (s, r, m) => { m.treeNodes++; },
   S: (s, r, m) => { m.materials.set(r.key, { color: r.color }); },
-  material: (s, r, m) => {
-    m.materials.set(r.key, { color: r.color, mirror: r.mirror, specular: r.specular, gloss: r.gloss, texture: r.textures[0] });
-  },
+  material: (s, r, m) => { m.materials.set(r.key, r); },
   9: (s, r, m) => {
-    m.materials.set(r.key, { color: [1, 1, 1, 1], texture: r.slots.find((t) => t.image !== 0) });
+    m.materials.set(r.key, { color: [1, 1, 1, 1], textures: r.slots.filter((t) => t.image !== 0) });
   },
+  linePattern: (s, r, m) => { m.linePatterns.set(r.key, r); },
+  Y: (s, r, m) => { m.polygons.set(r.key, r); },
+  y: (s, r, m) => { m.clipRegions.set(r.key, r); },
   A: (s, r, m) => { m.materialMaps.set(r.key, r); },
   matrix: (s, r, m) => { m.matrices.set(r.key, r.values); },
   2: (s, r, m) => { m.meshLists.set(r.key, { level: r.level, meshes: r.meshes }); },

@@ -17,6 +17,7 @@ export class StreamDecoder {
     this.inner = null; // the opened block being walked, if any
     this.context = null;
     this.started = false;
+    this.decoded = 0; // bytes of the records read, as uncompressed
   }
 
   get done() { return this.inner === null && this.top.pos >= this.top.reader.length; }
@@ -74,6 +75,7 @@ export class StreamDecoder {
       record.model = this.context;
     }
     source.pos = pos + size;
+    this.decoded += size;
     return record;
   }
 
@@ -84,6 +86,7 @@ export class StreamDecoder {
     const size = reader.u32(pos + 12);
     reader.need(pos, 16 + pad4(size), `keyed data record at ${at()}`);
     source.pos = pos + 16 + pad4(size);
+    this.decoded += 16 + pad4(size);
     return { tag: TAG_d, name: 'd', model: reader.u32(pos + 4), key: reader.u32(pos + 8), data: reader.slice(pos + 16, size) };
   }
 

@@ -47,6 +47,11 @@ function repeatInTasks(step) {
   channel.port2.postMessage(0);
 }
 
+function toggleFullScreen() {
+  if (document.fullscreenElement) document.exitFullscreen();
+  else document.documentElement.requestFullscreen?.();
+}
+
 function start() {
   const bytes = readModelData(document.getElementById('qx-model-data').textContent);
   const state = new SceneState();
@@ -58,30 +63,39 @@ function start() {
   }
   const builder = new SceneBuilder(state, () => app.invalidate());
   app.scene.add(builder.root);
+  app.pickRoot = builder.root;
+  app.beforeRender.push((camera, size, target) => builder.updateView(camera, size, target));
   const loader = new Loader(bytes, state);
   let fitted = false;
   // The stream's scene box, or, for a stream without one, the box of what is drawn.
   const bounds = () => state.bounds ?? (loader.done ? boxOf(builder.root) : null);
   const fit = () => bounds() && app.fit(bounds(), state.views[0]);
+  // The first view is the stream's camera where it has one.
+  const firstView = () => (state.views[0] ? app.showView(bounds(), state.views[0]) : fit());
   document.getElementById('qx-fit').addEventListener('click', fit);
-  window.qxViewer = { state, times, projectedRect: () => bounds() && app.projectedRect(bounds()) };
+  document.getElementById('qx-full').addEventListener('click', toggleFullScreen);
+  window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
 
-  repeatInTasks(() => {
+  const decodeSlice = () => {
     const begin = performance.now();
     const more = !loader.run(begin + SLICE_MS);
     times.decodeMs += performance.now() - begin;
     return more;
-  });
+  };
 
   const frame = () => {
     if (stopped) return;
     try {
       if (!fitted && bounds()) {
         fitted = true;
-        fit();
+        firstView();
         if (state.background) app.setBackground(state.background);
+        if (state.backgroundImage) {
+          const root = state.models.get(state.sceneRoot) ?? state.models.values().next().value;
+          if (root) builder.textures.useImage(root, state.backgroundImage, (texture) => app.setBackground(texture));
+        }
       }
-      const drew = app.render(!loader.done && times.firstFrame !== null);
+      const drew = app.render(!loader.done && times.firstFrame !== null, builder.drawn);
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();
       overlay.update(state, builder.drawn, loader.progress, loader.done);
       if (loader.done && builder.textures.pending === 0 && !app.dirty && times.loaded === null) {
@@ -94,7 +108,10 @@ function start() {
     }
     requestAnimationFrame(frame);
   };
-  requestAnimationFrame(frame);
+  // The first slice and frame come at once: a small model is then on the
+  // screen without waiting for the next animation frame.
+  if (decodeSlice()) repeatInTasks(decodeSlice);
+  frame();
 }
 
 window.addEventListener('error', (event) => fail(event.error ?? event.message));

@@ -1,12 +1,16 @@
 import { Group, LineSegments, Matrix4, Mesh, Points } from 'three';
 import { HAS_ALPHA } from '../vertices.js';
-import { groupedGeometry, meshGeometries } from './geometry.js';
+import { ClipStore } from './ClipStore.js';
+import { groupedGeometry, meshGeometries, patternedLines } from './geometry.js';
+import { PatternStore } from './linePatterns.js';
 import { MaterialStore } from './MaterialStore.js';
 import { TextureStore } from './TextureStore.js';
 
 const OBJECTS = [Mesh, LineSegments, Points];
 const COLOR_BITS = [0x40, 0x400, 0x4000];
+const UV_BITS = [0x20, 0x200, 0x2000];
 const CLASSES = ['faces', 'lines', 'points'];
+const NO_PATTERN = 0xFFFFFFFF;
 
 // Row-vector affine matrix (12 numbers) as a three.js matrix.
 export function toMatrix4(m) {
@@ -24,6 +28,8 @@ export class SceneBuilder {
     this.root.matrixAutoUpdate = false;
     this.textures = new TextureStore(onChange);
     this.materials = new MaterialStore(this.textures);
+    this.clips = new ClipStore();
+    this.patterns = new PatternStore();
     this.geometries = new Map(); // "model:key" -> [faces, lines, points]
     this.waiting = new Map(); // "model:key" -> instances waiting for mesh data
     this.drawn = 0;
@@ -32,6 +38,17 @@ export class SceneBuilder {
       meshData: (model, key) => this.addMeshData(model, key),
       image: (model, key, record) => this.textures.add(model, record),
     };
+  }
+
+  // Brings what depends on the view up to date before a frame: the window
+  // size, clip regions in scene space, the length of pattern units.
+  updateView(camera, size, target) {
+    const shared = this.materials.shared;
+    shared.viewport.value = [size.x, size.y];
+    shared.pointSize.value = 3 * window.devicePixelRatio;
+    const distance = Math.max(camera.position.distanceTo(target), camera.near);
+    shared.patternScale.value = size.y / (2 * distance * Math.tan((camera.fov * Math.PI) / 360));
+    this.clips.update(camera);
   }
 
   addInstance(model, instance) {
@@ -56,11 +73,14 @@ export class SceneBuilder {
     const data = model.meshData.get(info.dataKey);
     const geometries = this.geometries.get(`${model.id}:${info.dataKey}`);
     const matrix = toMatrix4(info.matrix);
+    const clip = this.clips.get(model, info.clip, info.inclusion, this.state.inclusionMatrix(info.inclusion));
     info.classes.forEach((cls, c) => {
       if (!cls.shown || !geometries[c]) return;
-      const colors = (data.flags & COLOR_BITS[c]) !== 0;
-      const alpha = (data.flags & HAS_ALPHA) !== 0;
-      const [geometry, material] = this.dress(model, geometries[c], data.elements[CLASSES[c]], cls, c, colors, alpha);
+      const kind = {
+        colors: (data.flags & COLOR_BITS[c]) !== 0, alpha: (data.flags & HAS_ALPHA) !== 0, uv: (data.flags & UV_BITS[c]) !== 0,
+      };
+      const [geometry, material] = this.patterned(model, info.dataKey, data, cls, c, kind, clip)
+        ?? this.dress(model, geometries[c], data.elements[CLASSES[c]], cls, c, kind, clip);
       const object = new OBJECTS[c](geometry, material);
       object.matrixAutoUpdate = false;
       object.matrix.copy(matrix);
@@ -70,9 +90,21 @@ export class SceneBuilder {
     this.onChange();
   }
 
+  // The geometry and material of a line class whose material has a line
+  // pattern, or null if it has none.
+  patterned(model, dataKey, data, cls, c, kind, clip) {
+    const source = c === 1 && model.materials.get(cls.material);
+    if (!source || source.linePattern === undefined || source.linePattern === NO_PATTERN) return null;
+    const pattern = this.patterns.get(model, source.linePattern);
+    if (!pattern) return null;
+    const id = `${model.id}:${dataKey}:pattern`;
+    if (!this.geometries.has(id)) this.geometries.set(id, patternedLines(data));
+    return [this.geometries.get(id), this.materials.get(model, cls.material, 1, kind, clip, pattern)];
+  }
+
   // The geometry and material(s) of one class, split by a material map.
-  dress(model, geometry, elements, cls, c, colors, alpha) {
-    const base = this.materials.get(model, cls.material, c, colors, alpha);
+  dress(model, geometry, elements, cls, c, kind, clip) {
+    const base = this.materials.get(model, cls.material, c, kind, clip);
     const map = cls.map && model.materialMaps.get(cls.map);
     if (!map) return [geometry, base];
     const slots = [base];
@@ -84,8 +116,8 @@ export class SceneBuilder {
       if (!slotIds.has(id)) {
         slotIds.set(id, slots.length);
         slots.push(map.materials
-          ? this.materials.get(model, entry, c, colors, alpha)
-          : this.materials.getColor(model, entry, c, colors, alpha));
+          ? this.materials.get(model, entry, c, kind, clip)
+          : this.materials.getColor(entry, c, kind, clip));
       }
       return slotIds.get(id);
     };

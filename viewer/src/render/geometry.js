@@ -60,3 +60,36 @@ export function groupedGeometry(geometry, elements, slotOf) {
   }
   return grouped;
 }
+
+// The line class of a mesh as separate segments with the distance along
+// their element at each end, for patterned lines: the pattern runs on
+// along a polyline and starts anew with each element.
+export function patternedLines(data) {
+  const { positions, colors } = data.vertices;
+  const [start, count] = classRange(data, 1);
+  const index = (i) => (data.indices ? data.indices[start + i] : start + i);
+  const elements = data.elements.lines;
+  const out = new Float32Array(count * 3);
+  const distances = new Float32Array(count);
+  const outColors = colors && data.flags & CLASS_BITS[1][2] ? new Uint8Array(count * 4) : null;
+  for (let e = 0; e < elements.length / 3; e++) {
+    const [first, n] = [elements[3 * e], elements[3 * e + 1]];
+    let along = 0;
+    for (let i = first; i + 1 < first + n; i += 2) {
+      const [a, b] = [index(i), index(i + 1)];
+      const length = Math.hypot(...[0, 1, 2].map((k) => positions[3 * b + k] - positions[3 * a + k]));
+      out.set(positions.subarray(3 * a, 3 * a + 3), 3 * i);
+      out.set(positions.subarray(3 * b, 3 * b + 3), 3 * i + 3);
+      distances[i] = along;
+      distances[i + 1] = along += length;
+      outColors?.set(colors.subarray(4 * a, 4 * a + 4), 4 * i);
+      outColors?.set(colors.subarray(4 * b, 4 * b + 4), 4 * i + 4);
+    }
+  }
+  const geometry = new BufferGeometry();
+  geometry.setAttribute('position', new BufferAttribute(out, 3));
+  geometry.setAttribute('lineDistance', new BufferAttribute(distances, 1));
+  if (outColors) geometry.setAttribute('color', new BufferAttribute(outColors, 4, true));
+  geometry.computeBoundingSphere();
+  return geometry;
+}

@@ -1,46 +1,75 @@
-import { AmbientLight, Box3, ColorManagement, DirectionalLight, HemisphereLight, LinearSRGBColorSpace,
-  PerspectiveCamera, Scene, Sphere, Vector3, WebGLRenderer, Color } from 'three';
+import { Box3, Color, ColorManagement, LinearSRGBColorSpace, PerspectiveCamera, Raycaster, Scene, Sphere, Vector2,
+  Vector3, WebGLRenderer } from 'three';
 import { OrbitControls } from 'three/addons/controls/OrbitControls.js';
+import { boxCorners, fitDistance, flatNormal } from './framing.js';
 
-// Colours reach the screen as the stream gives them, without conversion.
+// Colours are handled by the viewer's own shaders; three.js passes them on
+// unchanged, the clear colour and the colours of its own basic materials
+// (see the renderer's output colour space) included.
 ColorManagement.enabled = false;
 
 // While loading, frames are drawn at most this often: each one costs the
-// decoding time, much of it outside the draw call when rendering is in software.
+// decoding time, most of it after the draw call returns when rendering is
+// in software, so a frame's cost is taken as the time until the next
+// animation frame.
 const LOADING_FRAME_GAP_MS = 500;
 
+// A mid-tone background, against which white lines and black lines both read.
+export const DEFAULT_BACKGROUND = [0.56, 0.6, 0.66];
+// Without a view camera: y up, as in most interchange formats, looking from
+// the front right and above.
 const DEFAULT_DIRECTION = new Vector3(0.6, 0.45, 1).normalize();
+const FILL = 0.9; // share of the view that a fitted box covers, across its narrower side
+const FLAT = 1e-3; // a box this thin, against its largest side, is seen face on
+const FOCUS_ZOOM = 0.5; // a double-click halves the distance to the point it picks
+const DOUBLE_TAP_MS = 350;
+const DOUBLE_TAP_PX = 24;
 
 // True when WebGL runs on the CPU, where multisampling costs too much.
-function softwareRendering() {
-  const gl = document.createElement('canvas').getContext('webgl2');
-  const info = gl?.getExtension('WEBGL_debug_renderer_info');
+function softwareRendering(renderer) {
+  const gl = renderer.getContext();
+  const info = gl.getExtension('WEBGL_debug_renderer_info');
   const name = info ? gl.getParameter(info.UNMASKED_RENDERER_WEBGL) : '';
-  gl?.getExtension('WEBGL_lose_context')?.loseContext();
   return /swiftshader|llvmpipe|software/i.test(name);
 }
 
-// Renderer, camera, lights and orbit controls; draws only when something changed.
+// A renderer with multisampling on graphics hardware, without on the CPU.
+// The first context, made early by the page if it could, tells which it
+// is; only hardware, where contexts are cheap, gets a second one.
+function makeRenderer() {
+  const early = window.qxEarlyContext;
+  const plain = new WebGLRenderer(early ? { canvas: early.canvas, context: early.gl } : { antialias: false });
+  if (softwareRendering(plain)) return plain;
+  plain.dispose();
+  plain.forceContextLoss();
+  return new WebGLRenderer({ antialias: true });
+}
+
+// Renderer, camera and orbit controls; draws only when something changed.
 export class ViewerApp {
   constructor(container) {
-    this.renderer = new WebGLRenderer({ antialias: !softwareRendering() });
+    this.renderer = makeRenderer();
     this.renderer.outputColorSpace = LinearSRGBColorSpace;
     this.renderer.setPixelRatio(window.devicePixelRatio);
     container.appendChild(this.renderer.domElement);
     this.scene = new Scene();
-    this.scene.background = new Color(0.93, 0.94, 0.96);
+    this.scene.background = new Color(...DEFAULT_BACKGROUND);
     this.camera = new PerspectiveCamera(45, 1, 0.1, 1000);
-    this.scene.add(this.camera, new HemisphereLight(0xffffff, 0x667788, 1.2), new AmbientLight(0xffffff, 0.3));
-    const headlight = new DirectionalLight(0xffffff, 1.4);
-    headlight.position.set(0.5, 1, 1);
-    this.camera.add(headlight);
+    this.scene.add(this.camera);
     this.controls = new OrbitControls(this.camera, this.renderer.domElement);
     this.controls.addEventListener('change', () => this.invalidate());
     this.sphere = new Sphere(new Vector3(), 1);
+    this.beforeRender = []; // (camera, size in device pixels, orbit target) => void, before each frame
+    this.pickRoot = null; // what a double-click may focus on
     this.dirty = true;
     this.lastFrameEnd = -Infinity;
     this.frameCost = 0;
+    this.drawnAt = null; // start of the last frame, until the next animation frame
+    this.lastWeight = 1;
     window.addEventListener('resize', () => this.resize());
+    this.renderer.domElement.addEventListener('dblclick', (event) => this.focusAt(event));
+    this.renderer.domElement.addEventListener('pointerup', (event) => this.doubleTap(event));
+    this.lastTap = null;
     this.resize();
   }
 
@@ -54,61 +83,128 @@ export class ViewerApp {
     this.invalidate();
   }
 
-  setBackground([r, g, b]) {
-    this.scene.background = new Color(Math.max(r, 0), Math.max(g, 0), Math.max(b, 0));
+  // A colour [r, g, b] (-1 for the default of a component) or a texture
+  // that fills the view.
+  setBackground(value) {
+    this.scene.background = value.isTexture ? value : new Color(...value.map((c, i) => (c < 0 ? DEFAULT_BACKGROUND[i] : c)));
     this.invalidate();
   }
 
-  // Places the camera so that the box [min x, y, z, max x, y, z] fills the view,
-  // looking along `view` (a stream camera) if one is given.
-  fit(bounds, view = null) {
-    const box = new Box3(new Vector3(...bounds.slice(0, 3)), new Vector3(...bounds.slice(3)));
-    if (box.isEmpty()) return;
-    box.getBoundingSphere(this.sphere);
+  // Remembers the scene box [min x, y, z, max x, y, z], which sets the clip planes.
+  setBounds(bounds) {
+    new Box3(new Vector3(...bounds.slice(0, 3)), new Vector3(...bounds.slice(3))).getBoundingSphere(this.sphere);
     this.sphere.radius = Math.max(this.sphere.radius, 1e-6);
+  }
+
+  // Takes the stream's view camera: its eye, target and up vector, and the
+  // field of view that its height spans at the target.
+  showView(bounds, view) {
+    this.setBounds(bounds);
+    const eye = new Vector3(...view.position);
+    const target = new Vector3(...view.target);
+    const distance = eye.distanceTo(target);
+    if (!(distance > 0) || !(view.height > 0)) return this.fit(bounds, view);
+    const fov = (2 * Math.atan(view.height / 2 / distance) * 180) / Math.PI;
+    this.camera.fov = Math.min(Math.max(fov, 1), 120);
+    this.camera.up.copy(new Vector3(...view.up).normalize());
+    this.camera.position.copy(eye);
+    this.controls.target.copy(target);
+    this.camera.updateProjectionMatrix();
+    this.controls.update();
+    this.invalidate();
+    return true;
+  }
+
+  // Places the camera so that the box fills most of the view, looking along
+  // the direction of `view` (a stream camera) if one is given: the distance
+  // is the least at which every corner of the box is inside the view.
+  fit(bounds, view = null) {
+    this.setBounds(bounds);
     let direction = DEFAULT_DIRECTION.clone();
     if (view) {
       const d = new Vector3(...view.position).sub(new Vector3(...view.target));
       if (d.lengthSq() > 0) direction = d.normalize();
       const up = new Vector3(...view.up);
       if (up.lengthSq() > 0) this.camera.up.copy(up.normalize());
+    } else {
+      direction = flatNormal(bounds, FLAT) ?? direction;
+      this.camera.up.set(0, 1, 0);
+      if (Math.abs(direction.y) > 0.99) this.camera.up.set(0, 0, 1);
     }
-    const distance = this.sphere.radius / Math.sin((this.camera.fov * Math.PI) / 360) * 1.05;
-    this.camera.position.copy(this.sphere.center).addScaledVector(direction, distance);
-    this.controls.target.copy(this.sphere.center);
+    const center = this.sphere.center;
+    const distance = fitDistance(bounds, center, direction, this.camera.up, this.camera.fov, this.camera.aspect, FILL);
+    this.camera.position.copy(center).addScaledVector(direction, distance);
+    this.controls.target.copy(center);
+    this.controls.update();
+    this.invalidate();
+    return true;
+  }
+
+  // Two taps of a finger in quick succession at one place focus like a double-click.
+  doubleTap(event) {
+    if (event.pointerType !== 'touch') return;
+    const tap = { time: event.timeStamp, x: event.clientX, y: event.clientY };
+    const last = this.lastTap;
+    this.lastTap = tap;
+    if (!last || tap.time - last.time > DOUBLE_TAP_MS || Math.hypot(tap.x - last.x, tap.y - last.y) > DOUBLE_TAP_PX) return;
+    this.lastTap = null;
+    this.focusAt(event);
+  }
+
+  // Moves the orbit centre to the surface under the pointer and closer to it.
+  focusAt(event) {
+    if (!this.pickRoot) return;
+    const rect = this.renderer.domElement.getBoundingClientRect();
+    const pointer = new Vector2(((event.clientX - rect.left) / rect.width) * 2 - 1, 1 - ((event.clientY - rect.top) / rect.height) * 2);
+    const raycaster = new Raycaster();
+    raycaster.params.Line.threshold = this.sphere.radius * 0.005;
+    raycaster.params.Points.threshold = this.sphere.radius * 0.005;
+    raycaster.setFromCamera(pointer, this.camera);
+    const hit = raycaster.intersectObject(this.pickRoot, true)[0];
+    if (!hit) return;
+    const offset = this.camera.position.clone().sub(hit.point).multiplyScalar(FOCUS_ZOOM);
+    this.controls.target.copy(hit.point);
+    this.camera.position.copy(hit.point).add(offset);
     this.controls.update();
     this.invalidate();
   }
 
-  // Draws if something changed. While `loading`, frames are spaced out, and a
-  // frame that was slow to draw is followed by a pause three times as long.
-  render(loading = false) {
-    if (!this.dirty) return false;
+  // Draws if something changed. While `loading`, frames are spaced out: the
+  // pause before a frame is three times what it is expected to cost, the
+  // cost of the last frame scaled by the growth of `weight` (what there is
+  // to draw) since. To be called once per animation frame.
+  render(loading = false, weight = 1) {
     const start = performance.now();
-    if (loading && start - this.lastFrameEnd < Math.max(LOADING_FRAME_GAP_MS, 3 * this.frameCost)) return false;
+    if (this.drawnAt !== null) {
+      this.frameCost = start - this.drawnAt;
+      this.drawnAt = null;
+    }
+    if (!this.dirty) return false;
+    const expected = (this.frameCost * weight) / Math.max(this.lastWeight, 1);
+    if (loading && start - this.lastFrameEnd < Math.max(LOADING_FRAME_GAP_MS, 3 * expected)) return false;
+    this.lastWeight = weight;
     this.dirty = false;
     const d = this.camera.position.distanceTo(this.sphere.center);
     const r = this.sphere.radius;
     this.camera.near = Math.max(d - 2 * r, r * 1e-3, d * 1e-4);
     this.camera.far = d + 2 * r;
     this.camera.updateProjectionMatrix();
+    this.camera.updateMatrixWorld();
+    const size = this.renderer.getDrawingBufferSize(new Vector2());
+    for (const hook of this.beforeRender) hook(this.camera, size, this.controls.target);
     this.renderer.render(this.scene, this.camera);
     this.lastFrameEnd = performance.now();
-    this.frameCost = this.lastFrameEnd - start;
+    this.drawnAt = start;
     return true;
   }
 
   // The screen rectangle, in CSS pixels, that the box covers; it may reach
   // past the canvas.
   projectedRect(bounds) {
-    const xs = [];
-    const ys = [];
     const canvas = this.renderer.domElement;
-    for (let i = 0; i < 8; i++) {
-      const p = new Vector3(bounds[i & 1 ? 3 : 0], bounds[i & 2 ? 4 : 1], bounds[i & 4 ? 5 : 2]).project(this.camera);
-      xs.push((p.x + 1) / 2 * canvas.clientWidth);
-      ys.push((1 - p.y) / 2 * canvas.clientHeight);
-    }
+    const points = boxCorners(bounds).map((p) => p.project(this.camera));
+    const xs = points.map((p) => ((p.x + 1) / 2) * canvas.clientWidth);
+    const ys = points.map((p) => ((1 - p.y) / 2) * canvas.clientHeight);
     const x = Math.min(...xs);
     const y = Math.min(...ys);
     return { x, y, width: Math.max(...xs) - x, height: Math.max(...ys) - y };

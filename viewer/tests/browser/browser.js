@@ -44,6 +44,7 @@ export async function loadPage(context, path) {
     times: window.qxViewer?.times ?? null,
     counts: window.qxViewer?.state.counts ?? null,
     heap: performance.memory?.usedJSHeapSize ?? null,
+    decoded: window.qxViewer?.loader?.decoder.decoded ?? null,
   }));
   return { page, consoleErrors, ...result };
 }

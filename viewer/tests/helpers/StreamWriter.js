@@ -46,9 +46,9 @@ export class StreamWriter {
   }
 
   // A view's camera looking from `position` at `target`, and its background colour.
-  view(key, { position, target, up }, background) {
-    this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, 1, 1)]));
-    return this.add(record([...u32(80, key), ...f32(...background), ...u32(0)]));
+  view(key, { position, target, up, width = 1, height = 1 }, background, images = []) {
+    this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, width, height)]));
+    return this.add(record([...u32(80, key), ...f32(...background), ...u32(images.length, ...images)]));
   }
 
   bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
@@ -57,12 +57,33 @@ export class StreamWriter {
 
   color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
 
-  material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [] }) {
+  material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [], linePattern = NONE }) {
     return this.add(record([
       ...u32(165, key), ...f32(...color, mirror, specular, gloss),
-      ...u32(environment.length, textures.length, NONE, ...environment),
+      ...u32(environment.length, textures.length, linePattern, ...environment),
       ...textures.flatMap((t) => u32(t.image, t.matrix ?? 0, t.word ?? 0)),
     ]));
+  }
+
+  // A line pattern of the given bytes (a string is taken as its characters).
+  linePattern(key, pattern, value = 0) {
+    const bytes = typeof pattern === 'string' ? new TextEncoder().encode(pattern) : pattern;
+    const reserved = new Uint8Array(8 * bytes.length);
+    reserved.set(bytes);
+    return this.add(concat([record([...u32(156, key), ...f64(value), ...u32(bytes.length, 0)]), reserved]));
+  }
+
+  // A poly polygon of rings, each a list of [x, y, z] points.
+  polyPolygon(key, rings) {
+    return this.add(record([
+      ...u32(89, key, rings.length, rings.flat().length, ...rings.map((r) => r.length)), ...f32(...rings.flat(2)),
+    ]));
+  }
+
+  // A clip region of loops { polygons, matrix, cuts, window }.
+  clipRegion(key, loops) {
+    const words = loops.flatMap((l) => [l.polygons.length, l.matrix ?? 0, (l.cuts ? 1 : 0) | (l.window ? 2 : 0), ...l.polygons]);
+    return this.add(record(u32(121, key, 16 + 4 * words.length, loops.length, ...words)));
   }
 
   materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
@@ -71,8 +92,8 @@ export class StreamWriter {
     return this.add(record([...u32(77, model, key, duplicateOf, duplicateMatrix, ...materials, ...maps), ...f32(...bounds)]));
   }
 
-  instance({ inclusion = FIRST_INCLUSION, key, mesh, matrix = 0, materials = [NONE, NONE, NONE], maps = [0, 0, 0], flags = 7 }) {
-    return this.add(record(u32(73, inclusion, key, 0, NONE, NONE, mesh, matrix, ...materials, ...maps, 0, flags, 0, 0)));
+  instance({ inclusion = FIRST_INCLUSION, key, mesh, matrix = 0, materials = [NONE, NONE, NONE], maps = [0, 0, 0], clip = 0, flags = 7 }) {
+    return this.add(record(u32(73, inclusion, key, 0, NONE, NONE, mesh, matrix, ...materials, ...maps, clip, flags, 0, 0)));
   }
 
   // A tree of nodes given as { items, children, bounds }, depth first.

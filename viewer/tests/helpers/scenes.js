@@ -75,7 +75,7 @@ export function sampleScene({ compressed = null } = {}) {
   const m = ROOT_MODEL;
   w.head()
     .event(0xFFFFFFFE, 0x4000009, 0, [m, m]).sceneRoot(m)
-    .view(0, { position: [4, -6, 8], target: [0, 1.5, 0.5], up: [0, 0, 1] }, [0.85, 0.9, 0.85])
+    .view(0, { position: [4, -6, 8], target: [0, 1.5, 0.5], up: [0, 0, 1], width: 12, height: 12 }, [0.85, 0.9, 0.85])
     .event(0xFFFFFFFE, 0x4000009, 0, [m, m]).event(m, 0x400000B, 0, [FIRST_INCLUSION, 1])
     .context(m).matrix(INCLUSION_MATRIX, translate(0, 0, 0.5))
     .inclusion(FIRST_INCLUSION, m, INCLUSION_MATRIX)
@@ -117,4 +117,19 @@ export function sampleScene({ compressed = null } = {}) {
     .end();
   if (compressed !== null) tail.compress(compressed);
   return w.add(tail.bytes()).bytes();
+}
+
+// One triangle facing the camera, of a 0.5 grey simple colour: the
+// smallest page there is.
+export function triangleScene(color = [0.5, 0.5, 0.5, 1]) {
+  const m = ROOT_MODEL;
+  const w = new StreamWriter();
+  w.head().sceneRoot(m).context(m).inclusion(FIRST_INCLUSION, m, 0)
+    .bounds([-1, -1, 0, 1, 1, 0])
+    .color(1, color)
+    .meshDefinition(m, 1, { materials: [1, 0, 0], bounds: [-1, -1, 0, 1, 1, 0] })
+    .instance({ key: 1, mesh: 1 })
+    .indexedMesh(1, { positions: [[-1, -1, 0], [1, -1, 0], [0, 1, 0]], normals: [[0, 0, 1], [0, 0, 1], [0, 0, 1]], faces: [[0, 1, 2]] })
+    .end();
+  return w.bytes();
 }

@@ -3,7 +3,7 @@ import { test } from 'node:test';
 import { StreamDecoder } from '../../src/StreamDecoder.js';
 import { SceneState } from '../../src/SceneState.js';
 import { readModelData } from '../../src/pageData.js';
-import { concat, record, u32 } from '../helpers/record.js';
+import { concat, f32, record, u32 } from '../helpers/record.js';
 import { ROOT_MODEL, StreamWriter, keyedBlock, zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
 import { cube, pointGrid, sampleScene } from '../helpers/scenes.js';
 
@@ -112,6 +112,10 @@ function badStreams() {
     ['tree head', withHead(record(u32(78, 1, 111, 64, 2, 0))), /tree head says 64 bytes for 2 nodes/],
     ['chunk past its head', withHead(expandedHead.subarray(0, 8 + 44 + 12),
       record(u32(82, 1, 0x40004000, 0, 0, 1, 0, 0, 0, 0, 0)), expandedHead.subarray(8 + 44 + 12)), /more vertices than its head announced/],
+    ['poly polygon loops against its count', withHead(record(u32(78, ROOT_MODEL)), record([...u32(89, 1, 1, 2, 3), ...f32(0, 0, 0, 1, 1, 1)])),
+      /poly polygon 1 has loops of more or fewer than its 2 points/],
+    ['clip loop past its region', withHead(record(u32(78, ROOT_MODEL, 121, 1, 28, 1, 5, 0, 0, 7))), /clip region 1 has a loop past its end/],
+    ['clip loops past their region', withHead(record(u32(78, ROOT_MODEL, 121, 1, 16, 2))), /clip region 1 has more loops than bytes/],
     ['chunk without head', withHead(expandedHead.subarray(0, 8), expandedHead.subarray(8 + 44 + 12)), /without its head/],
   ];
 }

@@ -39,7 +39,7 @@ test('instances resolve placement and materials through their mesh and inclusion
 
   const textured = info(4); // instance sets no material: the mesh's applies
   assert.equal(textured.classes[0].material, 9);
-  assert.deepEqual(model.materials.get(9).texture, { image: 1, matrix: 0, word: 0 });
+  assert.deepEqual(model.materials.get(9).textures[0], { image: 1, matrix: 0, word: 0 });
 });
 
 test('the loader works in slices and reports progress', () => {
