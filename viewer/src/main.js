@@ -74,6 +74,11 @@ function start() {
   const firstView = () => (state.views[0] ? app.showView(bounds(), state.views[0]) : fit());
   document.getElementById('qx-fit').addEventListener('click', fit);
   document.getElementById('qx-full').addEventListener('click', toggleFullScreen);
+  const pointControl = document.getElementById('qx-points');
+  document.getElementById('qx-point-size').addEventListener('input', (event) => {
+    builder.pointSize = Number(event.target.value);
+    app.invalidate();
+  });
   window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
 
   const decodeSlice = () => {
@@ -98,6 +103,7 @@ function start() {
       const drew = app.render(!loader.done && times.firstFrame !== null, builder.drawn);
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();
       overlay.update(state, builder.drawn, loader.progress, loader.done);
+      pointControl.hidden = !builder.hasPoints;
       if (loader.done && builder.textures.pending === 0 && !app.dirty && times.loaded === null) {
         times.loaded = performance.now();
         signal('qxViewerReady', true);

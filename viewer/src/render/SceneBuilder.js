@@ -26,6 +26,8 @@ export class SceneBuilder {
     this.onChange = onChange;
     this.root = new Group();
     this.root.matrixAutoUpdate = false;
+    this.pointSize = 3; // CSS pixels, whatever the zoom
+    this.hasPoints = false;
     this.textures = new TextureStore(onChange);
     this.materials = new MaterialStore(this.textures);
     this.clips = new ClipStore();
@@ -45,7 +47,7 @@ export class SceneBuilder {
   updateView(camera, size, target) {
     const shared = this.materials.shared;
     shared.viewport.value = [size.x, size.y];
-    shared.pointSize.value = 3 * window.devicePixelRatio;
+    shared.pointSize.value = this.pointSize * window.devicePixelRatio;
     const distance = Math.max(camera.position.distanceTo(target), camera.near);
     shared.patternScale.value = size.y / (2 * distance * Math.tan((camera.fov * Math.PI) / 360));
     this.clips.update(camera);
@@ -82,6 +84,7 @@ export class SceneBuilder {
       const [geometry, material] = this.patterned(model, info.dataKey, data, cls, c, kind, clip)
         ?? this.dress(model, geometries[c], data.elements[CLASSES[c]], cls, c, kind, clip);
       const object = new OBJECTS[c](geometry, material);
+      if (object.isPoints) this.hasPoints = true;
       object.matrixAutoUpdate = false;
       object.matrix.copy(matrix);
       this.root.add(object);
