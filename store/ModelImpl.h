@@ -136,6 +136,10 @@ class ModelImpl {
   // Writes the stream records and toc record of one mesh (ModelMeshes.cpp);
   // nothing if its toc is filled, the no-data entry on a read-only model.
   void EncodeStreamMesh(MeshRecord& mesh, StoredMesh& scratch, uint32_t effort);
+  // The same for every mesh with data of its own whose toc is empty, with
+  // the compression on `prepare_threads` threads; the files get the bytes
+  // that one thread writes. True if any mesh got its records now.
+  bool EncodeStreamMeshes(StoredMesh& scratch, uint32_t effort);
 
   // --- Instances, groups, includes ---
   InstanceKey InsertInstance(MeshKey mesh, MatrixKey matrix, MaterialKey face, MaterialKey line,
@@ -238,6 +242,7 @@ class ModelImpl {
   // Root node and the items it points at; null when there is no tree.
   std::shared_ptr<BoundingTree> bounding_tree;
   double unit_scale = -1;
+  unsigned prepare_threads = 0;  // threads that prepare the stream; 0: one a hardware thread
 
   bool bounding_valid = false;
   bool dirty = false;

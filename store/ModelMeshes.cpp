@@ -6,6 +6,7 @@
 #include "geometry/mesh/MeshDuplicates.h"
 #include "geometry/mesh/StoredMesh.h"
 #include "geometry/mesh/StreamMesh.h"
+#include "geometry/mesh/StreamRecordQueue.h"
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
 
@@ -94,6 +95,28 @@ void ModelImpl::EncodeStreamMesh(MeshRecord& mesh, StoredMesh& scratch, uint32_t
   File& stream = *EnsureOpen(*stream_meshes_file, kStreamMeshesName, true);
   File& toc = *EnsureOpen(*stream_meshes_toc_file, kStreamMeshesTocName, true);
   QX::Store::EncodeStreamMesh(*meshes_file, stream, toc, mesh, scratch, effort, logger);
+}
+
+// Mesh lists and duplicates stream through the meshes they name.
+bool ModelImpl::EncodeStreamMeshes(StoredMesh& scratch, uint32_t effort) {
+  std::vector<MeshRecord*> pending;
+  for (auto& entry : meshes) {
+    if (entry.value.kind != MeshKind::Record) continue;
+    MeshRecord& mesh = mesh_records[entry.value.index];
+    if (mesh.duplicate_of == 0 && mesh.toc.empty()) pending.push_back(&mesh);
+  }
+  if (pending.empty()) return false;
+  if (read_only) {
+    for (MeshRecord* mesh : pending) mesh->toc.push_back(kNoDataTocEntry);
+    return true;
+  }
+  EnsureOpen(*meshes_file, kMeshesName, false);
+  File& stream = *EnsureOpen(*stream_meshes_file, kStreamMeshesName, true);
+  File& toc = *EnsureOpen(*stream_meshes_toc_file, kStreamMeshesTocName, true);
+  StreamRecordQueue queue(stream, toc, effort, prepare_threads, logger);
+  for (MeshRecord* mesh : pending) QX::Store::EncodeStreamMesh(*meshes_file, queue, *mesh, scratch);
+  queue.Flush();
+  return true;
 }
 
 }  // namespace QX::Store

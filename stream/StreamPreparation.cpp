@@ -17,21 +17,6 @@ unsigned MillisecondsSince(Clock::time_point start) {
       std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
 }
 
-// Writes the stream records of every mesh that holds data of its own: mesh
-// lists and duplicates stream through the meshes they name. Returns whether
-// any mesh got its records now.
-bool EncodeStreamMeshes(ModelImpl& model, PrepareScratch& scratch, uint32_t effort) {
-  bool encoded = false;
-  for (auto& entry : model.meshes) {
-    if (entry.value.kind != MeshKind::Record) continue;
-    MeshRecord& mesh = model.mesh_records[entry.value.index];
-    if (mesh.duplicate_of != 0 || !mesh.toc.empty()) continue;
-    model.EncodeStreamMesh(mesh, scratch.mesh, effort);
-    encoded = true;
-  }
-  return encoded;
-}
-
 }  // namespace
 
 void PrepareCore(ModelImpl& model, PrepareScratch& scratch, bool quiet, uint32_t effort) {
@@ -50,7 +35,7 @@ void PrepareCore(ModelImpl& model, PrepareScratch& scratch, bool quiet, uint32_t
     if (!model.bounding_valid) {
       // Meshes record their stream sizes, and the tree file becomes valid:
       // both live in the digest.
-      EncodeStreamMeshes(model, scratch, effort);
+      model.EncodeStreamMeshes(scratch.mesh, effort);
       if (!model.read_only) model.dirty = true;
     }
     BuildBoundingTree(model);

@@ -21,13 +21,15 @@ struct ContextDeleter {
   void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
 };
 
+ZSTD_CCtx* NewContext() {
+  ZSTD_CCtx* const context = ZSTD_createCCtx();
+  if (context) ZSTD_CCtx_setParameter(context, ZSTD_c_compressionLevel, kZstdLevel);
+  return context;
+}
+
 // The process-wide compression context, made at first use.
 ZSTD_CCtx* Context() {
-  static std::unique_ptr<ZSTD_CCtx, ContextDeleter> const context = [] {
-    std::unique_ptr<ZSTD_CCtx, ContextDeleter> made(ZSTD_createCCtx());
-    if (made) ZSTD_CCtx_setParameter(made.get(), ZSTD_c_compressionLevel, kZstdLevel);
-    return made;
-  }();
+  static std::unique_ptr<ZSTD_CCtx, ContextDeleter> const context(NewContext());
   return context.get();
 }
 
@@ -43,9 +45,9 @@ void SetStrategy(ZSTD_CCtx* context, uint32_t effort) {
 }
 
 // Compresses into `to` with room for `capacity` bytes; 0 on failure.
-size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, uint32_t method) {
+size_t Compress(ZSTD_CCtx* context, std::span<uint8_t const> record, uint8_t* to, size_t capacity,
+                uint32_t method) {
   if (method == kZstdMethod) {
-    ZSTD_CCtx* const context = Context();
     if (!context) return 0;
     size_t const n = ZSTD_compress2(context, to, capacity, record.data(), record.size());
     return ZSTD_isError(n) ? 0 : n;
@@ -56,19 +58,17 @@ size_t Compress(std::span<uint8_t const> record, uint8_t* to, size_t capacity, u
   return n > 0 ? size_t(n) : 0;
 }
 
-}  // namespace
-
-bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
-                    uint32_t effort) {
+bool CompressWith(ZSTD_CCtx* context, std::span<uint8_t const> record, std::vector<uint8_t>& out,
+                  uint32_t method, uint32_t effort) {
   // The strategy is the context's state: it is set on every call, whatever
   // the method and size, and stays for calls that keep it.
-  if (ZSTD_CCtx* const context = Context()) SetStrategy(context, effort);
+  if (context) SetStrategy(context, effort);
   if (record.size() < kMinCompressed || record.size() > kMaxCompressed) return false;
   size_t const capacity = method == kZstdMethod ? ZSTD_compressBound(record.size())
                                                 : size_t(LZ4_compressBound(int(record.size())));
   size_t const start = out.size();
   out.resize(start + kHeadSize + capacity);
-  size_t const n = Compress(record, out.data() + start + kHeadSize, capacity, method);
+  size_t const n = Compress(context, record, out.data() + start + kHeadSize, capacity, method);
   if (n == 0 || n + kHeadSize > record.size()) {
     out.resize(start);
     return false;
@@ -82,6 +82,22 @@ bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, 
   out.resize(start + kHeadSize + n);
   out.resize(start + kHeadSize + padded, 0xFF);
   return true;
+}
+
+}  // namespace
+
+bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
+                    uint32_t effort) {
+  return CompressWith(Context(), record, out, method, effort);
+}
+
+RecordCompressor::RecordCompressor() : context_(NewContext()) {}
+
+RecordCompressor::~RecordCompressor() { ZSTD_freeCCtx(static_cast<ZSTD_CCtx*>(context_)); }
+
+bool RecordCompressor::Compress(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
+                                uint32_t effort) {
+  return CompressWith(static_cast<ZSTD_CCtx*>(context_), record, out, method, effort);
 }
 
 bool DecompressRecord(std::span<uint8_t const> wrapper, std::vector<uint8_t>& out) {

@@ -25,6 +25,21 @@ inline constexpr uint32_t kKeepStrategy = 0xFFFFFFFFu;
 bool CompressRecord(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method,
                     uint32_t effort);
 
+// A zstd context of its own, for a thread that compresses beside others:
+// the same bytes as CompressRecord, which shares one context per process.
+class RecordCompressor {
+ public:
+  RecordCompressor();
+  ~RecordCompressor();
+  RecordCompressor(RecordCompressor const&) = delete;
+  RecordCompressor& operator=(RecordCompressor const&) = delete;
+
+  bool Compress(std::span<uint8_t const> record, std::vector<uint8_t>& out, uint32_t method, uint32_t effort);
+
+ private:
+  void* context_;  // ZSTD_CCtx, kept out of this header
+};
+
 // Appends the record that the compressed record `wrapper` holds to `out`.
 // False for a malformed wrapper or data that doesn't decompress to exactly
 // U bytes; `out` stays as it was then.

@@ -17,6 +17,7 @@ class File;
 class Logger;
 struct MeshRecord;
 struct StoredMesh;
+class StreamRecordQueue;
 
 inline constexpr uint32_t kIndexedMeshTag = 81;
 inline constexpr uint32_t kExpandedHeaderTag = 82;
@@ -48,11 +49,10 @@ inline constexpr uint32_t kRawRecordLimit = 32768;
 void EncodeStreamMesh(File& stored, File& stream, File& toc, MeshRecord& record,
                       StoredMesh& scratch, uint32_t effort, Logger* logger);
 
-// Appends one record, compressed with zstd if it is above 32768 bytes and
-// that pays, and adds its toc entry of `kind`. `bytes` may lie in
-// scratch.work, not in scratch.extra.
-void WriteStreamRecord(File& stream, MeshRecord& record, StoredMesh& scratch, uint32_t kind,
-                       std::span<uint8_t const> bytes, uint32_t effort, Logger* logger);
+// The same through a queue that many meshes share: their records are
+// compressed in parallel and written in order when the queue is flushed,
+// and only then does `record.toc` hold the records' entries.
+void EncodeStreamMesh(File& stored, StreamRecordQueue& queue, MeshRecord& record, StoredMesh& scratch);
 
 // Appends the toc record of a mesh: its 16-byte head by one write, its
 // entries by another.

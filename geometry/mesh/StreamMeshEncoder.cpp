@@ -9,6 +9,7 @@
 #include "geometry/mesh/MeshWeld.h"
 #include "geometry/mesh/StoredMesh.h"
 #include "geometry/mesh/StreamMesh.h"
+#include "geometry/mesh/StreamRecordQueue.h"
 
 namespace QX::Store {
 namespace {
@@ -89,8 +90,7 @@ uint32_t Classes(WeldSummary const& s) {
          (s.index_counts[2] ? 4u : 0u);
 }
 
-void WriteIndexed(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSummary const& s,
-                  uint32_t effort, Logger* logger) {
+void WriteIndexed(StreamRecordQueue& queue, MeshRecord& record, StoredMesh& mesh, WeldSummary const& s) {
   auto const& weld = mesh.weld;
   uint32_t const stride = detail::VertexStride(s.stream_flags);
   size_t const index_count = weld.indices.size();
@@ -119,7 +119,7 @@ void WriteIndexed(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSummar
   }
   PutElementTable(at, weld.elements);
   record.classes = Classes(s);
-  WriteStreamRecord(stream, record, mesh, kIndexedMeshKind, out, effort, logger);
+  queue.Add(record, kIndexedMeshKind, out);
 }
 
 // Bytes of the next chunk: the nominal size, or all that remains if that is
@@ -129,8 +129,7 @@ size_t ChunkBytes(size_t remaining, size_t nominal) {
   return nominal;
 }
 
-void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSummary const& s,
-                   uint32_t effort, Logger* logger) {
+void WriteExpanded(StreamRecordQueue& queue, MeshRecord& record, StoredMesh& mesh, WeldSummary const& s) {
   auto& weld = mesh.weld;
   uint32_t const stride = detail::VertexStride(s.stream_flags);
   weld.packed.resize(size_t(s.vertex_count) * stride);
@@ -145,7 +144,7 @@ void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSumma
   PutCounts(out.data() + 12, s);
   PutElementTable(out.data() + kExpandedHead, weld.elements);
   record.classes = Classes(s);
-  WriteStreamRecord(stream, record, mesh, kExpandedHeaderKind, out, effort, logger);
+  queue.Add(record, kExpandedHeaderKind, out);
 
   size_t const nominal = size_t(kChunkTarget / stride) * stride;
   size_t next = 0;  // the next index whose vertex goes out
@@ -161,7 +160,7 @@ void WriteExpanded(File& stream, MeshRecord& record, StoredMesh& mesh, WeldSumma
       uint32_t const index = weld.vertices[weld.indices[next]].final_index;
       std::memcpy(at, weld.packed.data() + size_t(index) * stride, stride);
     }
-    WriteStreamRecord(stream, record, mesh, kExpandedChunkKind, out, effort, logger);
+    queue.Add(record, kExpandedChunkKind, out);
     remaining -= bytes;
   }
 }
@@ -172,41 +171,34 @@ bool HasGeometry(StoredMesh const& mesh) {
            mesh.point_elements.empty());
 }
 
-void EncodeRead(File& stream, MeshRecord& record, StoredMesh& mesh, uint32_t effort,
-                Logger* logger) {
+// Queues the records of a mesh; false if it has nothing to draw.
+bool EncodeRead(StreamRecordQueue& queue, MeshRecord& record, StoredMesh& mesh) {
   WeldSummary summary;
   if (!HasGeometry(mesh) || !detail::WeldMesh(mesh, summary) || summary.vertex_count == 0)
-    return;
+    return false;
   if (summary.vertex_count <= kMaxIndexedVertices)
-    WriteIndexed(stream, record, mesh, summary, effort, logger);
+    WriteIndexed(queue, record, mesh, summary);
   else
-    WriteExpanded(stream, record, mesh, summary, effort, logger);
+    WriteExpanded(queue, record, mesh, summary);
+  return true;
 }
 
 }  // namespace
 
 void EncodeStreamMesh(File& stored, File& stream, File& toc, MeshRecord& record,
                       StoredMesh& scratch, uint32_t effort, Logger* logger) {
-  if (!record.toc.empty()) return;
-  record.stream_kib = 0;
-  if (ReadStoredMesh(stored, record, scratch))
-    EncodeRead(stream, record, scratch, effort, logger);
-  if (record.toc.empty()) record.toc.push_back(kNoDataTocEntry);
-  WriteMeshTocRecord(toc, record, logger);
-  scratch.Clear();
+  StreamRecordQueue queue(stream, toc, effort, 1, logger);
+  EncodeStreamMesh(stored, queue, record, scratch);
+  queue.Flush();
 }
 
-void WriteStreamRecord(File& stream, MeshRecord& record, StoredMesh& scratch, uint32_t kind,
-                       std::span<uint8_t const> bytes, uint32_t effort, Logger* logger) {
-  record.stream_kib += uint32_t(bytes.size() >> 10);
-  int64_t const offset = detail::SeekToEnd(stream, logger);
-  std::span<uint8_t const> written = bytes;
-  if (bytes.size() > kRawRecordLimit) {
-    scratch.extra.clear();
-    if (CompressRecord(bytes, scratch.extra, kZstdMethod, effort)) written = scratch.extra;
-  }
-  detail::WriteAll(stream, written, logger);
-  record.toc.push_back({uint64_t(offset), uint32_t(written.size()), kind});
+void EncodeStreamMesh(File& stored, StreamRecordQueue& queue, MeshRecord& record, StoredMesh& scratch) {
+  if (!record.toc.empty()) return;
+  record.stream_kib = 0;
+  if (!ReadStoredMesh(stored, record, scratch) || !EncodeRead(queue, record, scratch))
+    record.toc.push_back(kNoDataTocEntry);
+  queue.EndMesh(record);
+  scratch.Clear();
 }
 
 void WriteMeshTocRecord(File& toc, MeshRecord const& record, Logger* logger) {

@@ -1,4 +1,5 @@
 #include "geometry/mesh/StreamMesh.h"
+#include "geometry/mesh/StreamRecordQueue.h"
 
 #include <gtest/gtest.h>
 
@@ -272,12 +273,14 @@ TEST(StreamMesh, ExpandedChunksHoldWholeVerticesAndTheLastUpToOneAndAHalf) {
 }
 
 TEST(StreamMesh, RecordsAbove32768BytesAreTriedForCompression) {
-  MemoryFile stream;
-  StoredMesh scratch;
+  MemoryFile stream, toc;
   MeshRecord r;
   std::vector<uint8_t> const raw(32768, 0), more(32769, 0);
-  WriteStreamRecord(stream, r, scratch, kIndexedMeshKind, raw, 1, nullptr);
-  WriteStreamRecord(stream, r, scratch, kExpandedChunkKind, more, 1, nullptr);
+  StreamRecordQueue queue(stream, toc, 1, 2, nullptr);
+  queue.Add(r, kIndexedMeshKind, raw);
+  queue.Add(r, kExpandedChunkKind, more);
+  queue.EndMesh(r);
+  queue.Flush();
   ASSERT_EQ(2u, r.toc.size());
   EXPECT_EQ((MeshTocEntry{0, 32768, kIndexedMeshKind}), r.toc[0]);
   EXPECT_EQ(32768u, r.toc[1].offset);
