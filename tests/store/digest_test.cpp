@@ -200,6 +200,53 @@ TEST_F(DigestTest, EveryKindSurvivesWriteReopenAndWriteAgain) {
   EXPECT_FALSE(fs::exists(FileOf("m", "_digest.qxi_old")));
 }
 
+// Each record and table entry against bytes worked out by hand from its
+// layout: a mistake made alike in the writer and the reader would pass the
+// round trip above.
+TEST_F(DigestTest, EveryRecordHasTheBytesOfItsLayout) {
+  Model model = Open("m");
+  FillEveryKind(model.Impl());
+  model = Model();
+  auto const digest = FileBytes("m", kDigestName);
+  struct Expected {
+    char const* record;
+    Bytes bytes;
+  };
+  Expected const cases[] = {
+      {"99 camera", Bytes().U32({99, 1, 2, 0}).F64({1, 2, 3, 4, 5, 6, 0, 0, 1, 10, 20})},
+      {"80 background", Bytes().U32({80, 1}).F32({0.5f, -1, -1}).U32({1, 1})},
+      {"65 material map of colours", Bytes().U32({65, 2, 1, 3}).F32({0.1f, 0.2f, 0.3f})},
+      {"89 poly polygon", Bytes().U32({89, 1, 2, 3, 2, 1}).F32({0, 0, 0, 1, 0, 0, 0, 1, 0})},
+      // Loops: (n, matrix, bits, keys); bit 0 from the first flag being 1, bit 1 from the second.
+      {"121 clip region", Bytes().U32({121, 1, 52, 2, 1, 0, 1, 1, 2, 3, 2, 1, 1})},
+      {"156 line pattern", Bytes().U32({156, 0}).Add({1, 2, 3, 4, 5, 6, 7, 8}).U32({3, 0}).Add({9, 10, 11})
+                               .Add(std::vector<uint8_t>(21, 0))},
+      {"50 mesh list", Bytes().U32({50, 2, 2, 0, 0, 1})},
+      {"77 mesh", [] {
+         Bytes b;
+         b.U32({77, 1}).out.I64(40);
+         b.out.U64(99);
+         b.U32({0, 0, 1, 0, 0, 0, 0, 0, 3}).F32({0, 0, 0, 1, 1, 1}).U32({0});
+         return b;
+       }()},
+      {"69 image", [] {
+         Bytes b;
+         b.U32({69, 1}).out.U64(0x1122334455667788ull);
+         b.U32({0, 5}).out.I64(0);
+         return b;
+       }()},
+      {"73 instance", Bytes().U32({73, 1, 1, 12345, 1, kNoKey, kNoKey, 0, 0, 0, 1, 7, 0x800})},
+      {"71 group", [] {
+         Bytes b;
+         b.U32({71, 1, 24, 0}).out.I64(56);
+         return b;
+       }()},
+      {"118 instance override", Bytes().U32({118, 2, 1, 1, 2, 3, 4, 5, 6, 7, 1, 2})},
+      {"54 instance extension", Bytes().U32({54, 1}).F32({1, 2, 3, 4}).U32({9})},
+  };
+  for (Expected const& c : cases) EXPECT_TRUE(Contains(digest, c.bytes.data)) << c.record;
+}
+
 TEST_F(DigestTest, OlderRecordFormsAreReadAndWrittenInTheCurrentForm) {
   Bytes old;
   old.U32({86, 66});
