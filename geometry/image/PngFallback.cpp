@@ -10,9 +10,9 @@ namespace QX::Store::detail {
 namespace {
 
 constexpr size_t kSignatureBytes = 8;
-// libpng's own guard against absurd headers; the pixel limit below is the
-// one that counts.
-constexpr uint32_t kMaxSide = 1u << 16;
+// libpng's own guard against absurd sides: the largest the format allows.
+// The memory limit below is the one that counts.
+constexpr uint32_t kMaxSide = PNG_UINT_31_MAX;
 
 // Serves the bytes behind the signature and refuses to read past their end.
 struct MemorySource {
@@ -70,7 +70,11 @@ class PngReader {
     if (info_ == nullptr) return false;
     if (setjmp(png_jmpbuf(png_))) return false;
     png_read_info(png_, info_);
-    if (!PrepareRows()) return false;
+    if (!PrepareRows()) {
+      if (FitsDecodeMemory(width_, height_)) return false;
+      out.width = width_, out.height = height_, out.too_large = true;
+      return false;
+    }
     ReadRows();
     if (!ToRgba()) return false;
     out.pixels = pixels_;
@@ -89,7 +93,7 @@ class PngReader {
     width_ = png_get_image_width(png_, info_);
     height_ = png_get_image_height(png_, info_);
     color_type_ = png_get_color_type(png_, info_);
-    if (uint64_t{width_} * height_ > kMaxDecodedPixels) return false;
+    if (!FitsDecodeMemory(width_, height_)) return false;
     // A palette belongs to palette images only.
     if (color_type_ != PNG_COLOR_TYPE_PALETTE && png_get_valid(png_, info_, PNG_INFO_PLTE)) {
       return false;

@@ -274,6 +274,15 @@ TEST_F(StreamImageTest, PngThatOnlyTheFallbackReadsIsSentAsStored) {
   EXPECT_EQ(image.toc[1], (ImageTocEntry{0, 0, kImageTocStored, kImageFilePng, 0}));
 }
 
+// 8200 x 8200 pixels, more than 2^26: decoded, scaled and sent as PNG.
+TEST_F(StreamImageTest, FileImageOfSixtySevenMillionPixelsIsScaled) {
+  ImageRecord const image = Optimize(FileImage(test::MakeLargeGrayPng(8200, 8200), kImageFilePng));
+  ASSERT_NE(image.toc, std::vector<ImageTocEntry>{kNoImageData});
+  EXPECT_EQ(MainSize(image), std::make_pair(2048u, 2048u));
+  EXPECT_EQ(BlockOf(image, kImageTocPreview).data.size(), 64u * 64);
+  EXPECT_TRUE(model_.log.lines.empty());
+}
+
 TEST_F(StreamImageTest, BadOrMissingDataGivesTheNoDataEntry) {
   Bytes const huge = test::WithDeclaredSize(test::MakePng(test::Pattern(8, 8, 4), 8, 8, {}), 100000, 100000);
   ImageRecord const images[] = {
@@ -285,6 +294,9 @@ TEST_F(StreamImageTest, BadOrMissingDataGivesTheNoDataEntry) {
     EXPECT_EQ(image.toc, std::vector<ImageTocEntry>{kNoImageData});
     EXPECT_EQ(model_.tocs[image.key - 1].second, image.toc);
   }
+  // Only the image that no machine could hold is worth a line.
+  EXPECT_EQ(model_.log.lines,
+            std::vector<std::string>{"Image 2 of 100000 x 100000 pixels is too large to decode in memory."});
   ImageRecord unreadable;
   unreadable.key = 99;
   OptimizeStreamImage(unreadable, scratch_, 1, model_);
