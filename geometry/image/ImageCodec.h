@@ -19,6 +19,13 @@ uint64_t DecodeMemoryLimit();
 // most that a decoder holds of one pixel (16-bit RGBA rows).
 bool FitsDecodeMemory(uint64_t width, uint64_t height);
 
+// True if a file of `size` bytes can hold an image of this size: no format
+// read here packs more than 8 pixels in a byte (1-bit PNG rows) nor
+// deflates more than 1032 bytes out of one. A header that declares more
+// belongs to damaged or hostile data, which is refused before anything is
+// allocated for it.
+bool PlausibleForFileSize(uint64_t width, uint64_t height, uint64_t size);
+
 // Which decoder made a pixel buffer, so that it goes back to the matching free.
 enum class ImageDecoder : uint32_t { Stb = 0, PngFallback = 1 };
 

@@ -36,6 +36,10 @@ bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::
     reason = FailureReason();
     return false;
   }
+  if (!PlausibleForFileSize(uint64_t(width), uint64_t(height), size)) {
+    reason = "image data too short for its size";
+    return false;
+  }
   uint64_t const pixel_bytes = uint64_t(width) * uint64_t(height) * uint64_t(channels);
   if (!FitsDecodeMemory(uint64_t(width), uint64_t(height)) || pixel_bytes > INT_MAX) {
     reason = "image too large";
@@ -64,6 +68,11 @@ uint64_t DecodeMemoryLimit() {
 bool FitsDecodeMemory(uint64_t width, uint64_t height) {
   constexpr uint64_t kMaxSide = uint64_t{1} << 31;
   return width < kMaxSide && height < kMaxSide && width * height <= DecodeMemoryLimit() / 8;
+}
+
+bool PlausibleForFileSize(uint64_t width, uint64_t height, uint64_t size) {
+  constexpr uint64_t kMaxPixelsPerByte = 8 * 1032;
+  return width * height <= (size + 1024) * kMaxPixelsPerByte;
 }
 
 bool ValidateImage(uint32_t size, void const* bytes, uint32_t code, std::string& reason) {

@@ -70,11 +70,14 @@ class PngReader {
     if (info_ == nullptr) return false;
     if (setjmp(png_jmpbuf(png_))) return false;
     png_read_info(png_, info_);
-    if (!PrepareRows()) {
-      if (FitsDecodeMemory(width_, height_)) return false;
+    width_ = png_get_image_width(png_, info_);
+    height_ = png_get_image_height(png_, info_);
+    if (!PlausibleForFileSize(width_, height_, source_.size)) return false;
+    if (!FitsDecodeMemory(width_, height_)) {
       out.width = width_, out.height = height_, out.too_large = true;
       return false;
     }
+    if (!PrepareRows()) return false;
     ReadRows();
     if (!ToRgba()) return false;
     out.pixels = pixels_;
@@ -90,10 +93,7 @@ class PngReader {
   // Sets the transforms that bring every sample to 8 bits and allocates the
   // buffers. False for data that isn't accepted.
   bool PrepareRows() {
-    width_ = png_get_image_width(png_, info_);
-    height_ = png_get_image_height(png_, info_);
     color_type_ = png_get_color_type(png_, info_);
-    if (!FitsDecodeMemory(width_, height_)) return false;
     // A palette belongs to palette images only.
     if (color_type_ != PNG_COLOR_TYPE_PALETTE && png_get_valid(png_, info_, PNG_INFO_PLTE)) {
       return false;

@@ -97,6 +97,17 @@ inline Bytes WithDeclaredSize(Bytes png, uint32_t width, uint32_t height) {
   return png;
 }
 
+// The same file with a private chunk of `bytes` zero bytes before its end,
+// which readers skip: a file large enough for what its header declares.
+inline Bytes WithPadding(Bytes png, size_t bytes) {
+  Bytes chunk(12 + bytes);
+  PutU32BE(chunk, 0, uint32_t(bytes));
+  std::copy_n("prVt", 4, chunk.begin() + 4);
+  PutU32BE(chunk, 8 + bytes, uint32_t(crc32(0, chunk.data() + 4, uInt(4 + bytes))));
+  png.insert(png.end() - 12, chunk.begin(), chunk.end());
+  return png;
+}
+
 // A gray PNG of any size, written with zlib directly: a smooth ramp,
 // quick to make even with hundreds of millions of pixels.
 inline Bytes MakeLargeGrayPng(uint32_t width, uint32_t height) {

@@ -14,6 +14,7 @@
 #include "TestImages.h"
 #include "files/DiskFile.h"
 #include "geometry/image/ImageBlock.h"
+#include "geometry/image/ImageCodec.h"
 #include "geometry/mesh/CompressedRecord.h"
 #include "store/Logger.h"
 #include "tests/support/TempDir.h"
@@ -294,9 +295,19 @@ TEST_F(StreamImageTest, BadOrMissingDataGivesTheNoDataEntry) {
     EXPECT_EQ(image.toc, std::vector<ImageTocEntry>{kNoImageData});
     EXPECT_EQ(model_.tocs[image.key - 1].second, image.toc);
   }
-  // Only the image that no machine could hold is worth a line.
-  EXPECT_EQ(model_.log.lines,
-            std::vector<std::string>{"Image 2 of 100000 x 100000 pixels is too large to decode in memory."});
+  EXPECT_TRUE(model_.log.lines.empty());  // a header bigger than its file is damaged data
+}
+
+// A file whose pixels need more memory than decoding may take is refused,
+// and says so.
+TEST_F(StreamImageTest, ImageBeyondTheMemoryLimitIsLoggedAndLeftOut) {
+  uint64_t const pixels = DecodeMemoryLimit() / 8 + 1;
+  uint32_t const width = 1u << 16, height = uint32_t(pixels / width + 1);
+  Bytes const declared = test::WithDeclaredSize(test::MakePng(test::Pattern(8, 8, 4), 8, 8, {}), width, height);
+  ImageRecord const image = Optimize(FileImage(test::WithPadding(declared, pixels / 8000), kImageFilePng));
+  EXPECT_EQ(image.toc, std::vector<ImageTocEntry>{kNoImageData});
+  EXPECT_EQ(model_.log.lines, std::vector<std::string>{"Image 1 of 65536 x " + std::to_string(height) +
+                                                       " pixels is too large to decode in memory."});
   ImageRecord unreadable;
   unreadable.key = 99;
   OptimizeStreamImage(unreadable, scratch_, 1, model_);
