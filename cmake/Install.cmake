@@ -78,6 +78,8 @@ install(TARGETS ${exported} EXPORT qxTargets COMPONENT qx
 install(EXPORT qxTargets NAMESPACE qx:: DESTINATION ${QX_CMAKE_DESTINATION} COMPONENT qx)
 
 install(TARGETS qx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT qx)
+# The loadable module of the export, for hosts that load it at run time.
+install(TARGETS kzv_pinion_html LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/qx COMPONENT qx)
 install(FILES viewer/templates/default.html DESTINATION ${CMAKE_INSTALL_DATADIR}/qx COMPONENT qx)
 
 configure_package_config_file(cmake/qxConfig.cmake.in ${PROJECT_BINARY_DIR}/qxConfig.cmake
@@ -95,6 +97,8 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "3D scenes to self-contained web pages, wi
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The scene library ships in the package itself.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/scene)
 set(CPACK_COMPONENTS_ALL qx)
 set(CPACK_DEB_COMPONENT_INSTALL OFF)
 include(CPack)

@@ -220,8 +220,8 @@ uint32_t SceneConverter::InsertImage(ImageDefinition const& definition) {
     case Image::Format::RGB: key = model_->InsertImageRGB(width, height, bytes.data()); break;
     case Image::Format::RGBA: key = model_->InsertImageRGBA(width, height, bytes.data()); break;
     case Image::Format::Grayscale: key = model_->InsertImageGray(width, height, bytes.data()); break;
-    case Image::Format::Jpeg: key = model_->InsertEncodedImage(size, bytes.data(), 2); break;
-    case Image::Format::Bmp: key = model_->InsertEncodedImage(size, bytes.data(), 1); break;
+    case Image::Format::Bmp: key = model_->InsertEncodedImage(size, bytes.data(), 2); break;
+    case Image::Format::Jpeg: key = model_->InsertEncodedImage(size, bytes.data(), 1); break;
     case Image::Format::Png: key = model_->InsertEncodedImage(size, bytes.data(), 0); break;
     default: return 0;
   }

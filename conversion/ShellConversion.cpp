@@ -120,11 +120,13 @@ MeshData* SceneConverter::ConvertShell(uint32_t visibility, ShellKey const& shel
   MeshData& mesh = PrepareWorkMesh(handedness);
   mesh.points = StorePoints(work_points_);
   mesh.point_count = static_cast<uint32_t>(work_points_.size());
-  if (ConvertNormals(shell, ToolkitHandedness(handedness))) {
+  // Point tuples carry a point and a color, never a normal or a uv (the
+  // mesh flags say so), so a point cloud takes neither array.
+  if (!points_only && ConvertNormals(shell, ToolkitHandedness(handedness))) {
     mesh.normals = reinterpret_cast<QX::Store::Point const*>(work_normals_.data());
     mesh.normal_count = static_cast<uint32_t>(work_normals_.size());
   }
-  if (ConvertTextureCoordinates(shell)) {
+  if (!points_only && ConvertTextureCoordinates(shell)) {
     mesh.uvs = reinterpret_cast<QX::Store::UV const*>(work_uvs_.data());
     mesh.uv_count = static_cast<uint32_t>(work_uvs_.size() / 2);
   }

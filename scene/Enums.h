@@ -63,8 +63,8 @@ enum class Format : uint32_t {
   ARGB = 2,       // 4 bytes a pixel, alpha first
   BGRA = 3,       // 4 bytes a pixel
   Grayscale = 4,  // 1 byte a pixel
-  Jpeg = 5,       // bytes of a JPEG file
-  Bmp = 6,        // bytes of a BMP file
+  Bmp = 5,        // bytes of a BMP file
+  Jpeg = 6,       // bytes of a JPEG file
   Png = 7,        // bytes of a PNG file
   BGR = 8,        // 3 bytes a pixel
   GrayAlpha = 9,  // 2 bytes a pixel

@@ -139,7 +139,9 @@ void DigestParser::Run() {
   unread_ = uint64_t(file_size) - 8;
   buffer_.reserve(2 * kReadUnit);
   for (;;) {
-    if (Left() < 4 && !Refill()) {
+    // A refill may bring fewer bytes than a tag: the file's last ones.
+    while (Left() < 4) {
+      if (Refill()) continue;
       if (Left() != 0) Corrupt();  // a record cut inside its tag
       return;
     }

@@ -44,6 +44,18 @@ BoundingBox BoundsFromFiles(ModelImpl const& model) {
   return box;
 }
 
+// Relative paths of models are relative to the working directory, like
+// every path that the file system opens.
+fs::path AbsoluteBase(ModelImpl const& model) { return fs::absolute(model.Base()).lexically_normal(); }
+
+// The path of `other` as seen from `model`: relative where one leads from
+// the one to the other, else absolute, and never empty.
+std::string AttachedPath(ModelImpl const& model, ModelImpl const& other) {
+  fs::path const to = AbsoluteBase(other);
+  fs::path const relative = to.lexically_relative(AbsoluteBase(model));
+  return PathToUtf8(relative.empty() ? to : relative);
+}
+
 BoundingBox IncludedBounds(ModelImpl const& model) {
   if (model.bounding_tree && model.bounding_tree->root) return model.bounding_tree->root->bounds;
   return BoundsFromFiles(model);
@@ -66,7 +78,7 @@ IncludeKey ModelImpl::Include(ModelImpl& other, MatrixKey matrix) {
       std::vector<uint8_t> scratch;
       AttachedModel attached;
       attached.id = other.id;
-      attached.path = PathToUtf8(other.Base().lexically_relative(Base()));
+      attached.path = AttachedPath(*this, other);
       attached.unit_scale = other.UnitScale(scratch);
       attached.bounds = IncludedBounds(other);
       attached_models.Insert(other.id, std::move(attached));
@@ -99,7 +111,7 @@ ModelId ResolveAttached(ModelImpl& model, uint32_t attached_id, std::string cons
   if (!cache) return kNoModel;
   auto known = resolved.find(attached_id);
   if (known == resolved.end()) {
-    std::string const joined = PathToUtf8(model.Base() / PathFromUtf8(relative_path));
+    std::string const joined = PathToUtf8(AbsoluteBase(model) / PathFromUtf8(relative_path));
     char const* registry_key = cache->ResolveModelPath(joined.c_str());
     known = resolved.emplace(attached_id, registry_key ? registry_key : "").first;
   }

@@ -61,7 +61,8 @@ void SendOverride(StreamState& state, ModelImpl& root, uint32_t inclusion_id, In
   for (MaterialMapKey m : o->material_maps)
     if (m != 0) SendMaterialMap(state, root, m);
   if (o->clip != 0) SendClipRegion(state, root, o->clip);
-  WriteOverride(InContext(state, root), inclusion_id, key, *o);
+  // An override names its inclusion itself: it needs no model context.
+  WriteOverride(state.output.Buffer(), inclusion_id, key, *o);
 }
 
 void SendInstance(StreamState& state, StreamInstance& item) {

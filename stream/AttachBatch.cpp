@@ -141,16 +141,12 @@ class Attacher {
   }
 
   void SendView(ModelImpl& model, View const& view, Matrix const& matrix) {
-    uint32_t const stream_model = state_.StreamIdOf(model);
-    if (view.projection != 0) {
-      state_.output.WriteModelContext(stream_model);
-      WriteCamera(out_, stand_alone_ ? view : InScene(view, matrix));
-    }
+    // Cameras and backgrounds name their view alone and need no model context.
+    if (view.projection != 0) WriteCamera(out_, stand_alone_ ? view : InScene(view, matrix));
     bool const colored = std::any_of(view.background.begin(), view.background.end(),
                                      [](float c) { return c != -1; });
     if (view.background_images.empty() && !colored) return;
     for (ImageKey image : view.background_images) SendImage(state_, model, image);
-    state_.output.WriteModelContext(stream_model);
     WriteBackground(out_, view);
   }
 

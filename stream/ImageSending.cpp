@@ -99,8 +99,9 @@ void SendImage(StreamState& state, ModelImpl& model, ImageKey key) {
   bool const has_level = std::any_of(image->toc.begin(), image->toc.end(), [](auto const& e) {
     return e.offset != ~uint64_t{0} && e.size != ~uint32_t{0};
   });
+  // A reused image has no levels of its own: it is reported as missing
+  // data after its g, and the viewer keeps the pixels that g gave it.
   if (has_level) return SendImageLevel(state, model, *image, true);
-  if (image->duplicate_of != 0) return;  // the reused image carries the bytes
   state.Log("Request for unknown ImageID (%u , %u)", stream_model, key);
   state.output.ReportMissing(stream_model, key, kMissingImageData);
 }

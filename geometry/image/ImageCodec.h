@@ -9,9 +9,22 @@
 
 namespace QX::Store {
 
-// The largest decoded image accepted, in pixels: 8192 x 8192. A file image
-// that declares more is refused before any pixel buffer is allocated.
-inline constexpr uint64_t kMaxDecodedPixels = uint64_t{1} << 26;
+// Bytes that the decoding of one image may take: half of the machine's
+// memory. A file image decodes whatever its size if the machine can hold
+// it; one that declares more is refused before any pixel buffer is
+// allocated, so that a small hostile file can't ask for more either.
+uint64_t DecodeMemoryLimit();
+
+// True if an image of this size fits the limit at 8 bytes a pixel, the
+// most that a decoder holds of one pixel (16-bit RGBA rows).
+bool FitsDecodeMemory(uint64_t width, uint64_t height);
+
+// True if a file of `size` bytes can hold an image of this size: no format
+// read here packs more than 8 pixels in a byte (1-bit PNG rows) nor
+// deflates more than 1032 bytes out of one. A header that declares more
+// belongs to damaged or hostile data, which is refused before anything is
+// allocated for it.
+bool PlausibleForFileSize(uint64_t width, uint64_t height, uint64_t size);
 
 // Which decoder made a pixel buffer, so that it goes back to the matching free.
 enum class ImageDecoder : uint32_t { Stb = 0, PngFallback = 1 };
@@ -22,6 +35,9 @@ struct DecodedImage {
   uint32_t height = 0;
   uint32_t channels = 0;
   ImageDecoder decoder = ImageDecoder::Stb;
+  // Set by a failed decode of a readable header whose size is more than
+  // the decoder can hold; width and height are then the declared ones.
+  bool too_large = false;
 };
 
 // True if the bytes are a JPEG, PNG or BMP file whose header can be read,

@@ -2,6 +2,8 @@
 // second chance for PNG data.
 #include <stb_image.h>
 
+#include <unistd.h>
+
 #include <climits>
 #include <cstdlib>
 
@@ -25,7 +27,8 @@ bool FitsDecoder(uint32_t size, std::string& reason) {
   return false;
 }
 
-// Decodes with stb_image after checking the declared size against the limit.
+// Decodes with stb_image after checking the declared size against the
+// memory limit. stb_image itself holds no more than 2^31 bytes of pixels.
 bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::string& reason) {
   int width = 0, height = 0, channels = 0;
   int const length = static_cast<int>(size);
@@ -33,8 +36,14 @@ bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::
     reason = FailureReason();
     return false;
   }
-  if (uint64_t(width) * uint64_t(height) > kMaxDecodedPixels) {
+  if (!PlausibleForFileSize(uint64_t(width), uint64_t(height), size)) {
+    reason = "image data too short for its size";
+    return false;
+  }
+  uint64_t const pixel_bytes = uint64_t(width) * uint64_t(height) * uint64_t(channels);
+  if (!FitsDecodeMemory(uint64_t(width), uint64_t(height)) || pixel_bytes > INT_MAX) {
     reason = "image too large";
+    out.width = uint32_t(width), out.height = uint32_t(height), out.too_large = true;
     return false;
   }
   uint8_t* pixels = stbi_load_from_memory(bytes, length, &width, &height, &channels, 0);
@@ -47,6 +56,24 @@ bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::
 }
 
 }  // namespace
+
+uint64_t DecodeMemoryLimit() {
+  static uint64_t const limit = [] {
+    long const pages = sysconf(_SC_PHYS_PAGES), page_size = sysconf(_SC_PAGESIZE);
+    return pages > 0 && page_size > 0 ? uint64_t(pages) * uint64_t(page_size) / 2 : uint64_t{1} << 30;
+  }();
+  return limit;
+}
+
+bool FitsDecodeMemory(uint64_t width, uint64_t height) {
+  constexpr uint64_t kMaxSide = uint64_t{1} << 31;
+  return width < kMaxSide && height < kMaxSide && width * height <= DecodeMemoryLimit() / 8;
+}
+
+bool PlausibleForFileSize(uint64_t width, uint64_t height, uint64_t size) {
+  constexpr uint64_t kMaxPixelsPerByte = 8 * 1032;
+  return width * height <= (size + 1024) * kMaxPixelsPerByte;
+}
 
 bool ValidateImage(uint32_t size, void const* bytes, uint32_t code, std::string& reason) {
   if (!FitsDecoder(size, reason)) return false;
@@ -63,7 +90,11 @@ bool DecodeImage(uint32_t size, void const* bytes, uint32_t code, DecodedImage& 
   if (!FitsDecoder(size, reason)) return false;
   auto const* data = static_cast<uint8_t const*>(bytes);
   if (DecodeWithStb(size, data, out, reason)) return true;
-  return code == kPngFileCode && detail::DecodePngFallback(data, size, out);
+  // stb_image refuses PNG data of more than 2^30 bytes; libpng reads it
+  // where the memory allows.
+  if (code != kPngFileCode) return false;
+  out = {};
+  return detail::DecodePngFallback(data, size, out);
 }
 
 void FreeDecodedImage(DecodedImage& image) {

@@ -10,9 +10,9 @@ namespace QX::Store::detail {
 namespace {
 
 constexpr size_t kSignatureBytes = 8;
-// libpng's own guard against absurd headers; the pixel limit below is the
-// one that counts.
-constexpr uint32_t kMaxSide = 1u << 16;
+// libpng's own guard against absurd sides: the largest the format allows.
+// The memory limit below is the one that counts.
+constexpr uint32_t kMaxSide = PNG_UINT_31_MAX;
 
 // Serves the bytes behind the signature and refuses to read past their end.
 struct MemorySource {
@@ -70,6 +70,13 @@ class PngReader {
     if (info_ == nullptr) return false;
     if (setjmp(png_jmpbuf(png_))) return false;
     png_read_info(png_, info_);
+    width_ = png_get_image_width(png_, info_);
+    height_ = png_get_image_height(png_, info_);
+    if (!PlausibleForFileSize(width_, height_, source_.size)) return false;
+    if (!FitsDecodeMemory(width_, height_)) {
+      out.width = width_, out.height = height_, out.too_large = true;
+      return false;
+    }
     if (!PrepareRows()) return false;
     ReadRows();
     if (!ToRgba()) return false;
@@ -86,10 +93,7 @@ class PngReader {
   // Sets the transforms that bring every sample to 8 bits and allocates the
   // buffers. False for data that isn't accepted.
   bool PrepareRows() {
-    width_ = png_get_image_width(png_, info_);
-    height_ = png_get_image_height(png_, info_);
     color_type_ = png_get_color_type(png_, info_);
-    if (uint64_t{width_} * height_ > kMaxDecodedPixels) return false;
     // A palette belongs to palette images only.
     if (color_type_ != PNG_COLOR_TYPE_PALETTE && png_get_valid(png_, info_, PNG_INFO_PLTE)) {
       return false;

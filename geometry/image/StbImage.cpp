@@ -9,16 +9,12 @@
 
 namespace {
 
-// Enough for the raw rows of a 16-bit RGBA image at the pixel limit, with
-// room for filter bytes.
-constexpr size_t kMaxDecoderAllocation = QX::Store::kMaxDecodedPixels * 8 + (size_t{1} << 20);
-
 void* BoundedMalloc(size_t size) {
-  return size <= kMaxDecoderAllocation ? std::malloc(size) : nullptr;
+  return size <= QX::Store::DecodeMemoryLimit() ? std::malloc(size) : nullptr;
 }
 
 void* BoundedRealloc(void* block, size_t size) {
-  return size <= kMaxDecoderAllocation ? std::realloc(block, size) : nullptr;
+  return size <= QX::Store::DecodeMemoryLimit() ? std::realloc(block, size) : nullptr;
 }
 
 }  // namespace

@@ -76,30 +76,41 @@ class ImageOptimizer {
  private:
   size_t PixelBytes() const { return size_t{width_} * height_ * channels_; }
 
-  // Raw codes are taken as they are; file images are decoded.
+  // Raw codes are taken as they are; file images are decoded. Decoded
+  // pixels stay in the decoder's buffer, so that a large image exists once
+  // in full size before it is scaled.
   bool LoadPixels() {
     ImagePixels& stored = s_.stored;
     if (uint32_t const channels = ChannelsOfRawCode(stored.format)) {
       width_ = stored.width, height_ = stored.height, channels_ = channels;
       s_.pixels.swap(stored.bytes);
+      pixels_ = s_.pixels.data();
       return s_.pixels.size() == PixelBytes();
     }
-    DecodedImage decoded;
     std::string reason;
-    if (!DecodeImage(uint32_t(stored.bytes.size()), stored.bytes.data(), stored.format, decoded,
+    if (!DecodeImage(uint32_t(stored.bytes.size()), stored.bytes.data(), stored.format, decoded_,
                      reason)) {
+      if (decoded_.too_large) LogTooLarge();
       return false;
     }
-    width_ = decoded.width, height_ = decoded.height, channels_ = decoded.channels;
-    bool const usable = channels_ >= 1 && channels_ <= 4;
-    if (usable) s_.pixels.assign(decoded.pixels, decoded.pixels + PixelBytes());
-    FreeDecodedImage(decoded);
-    return usable;
+    width_ = decoded_.width, height_ = decoded_.height, channels_ = decoded_.channels;
+    pixels_ = decoded_.pixels;
+    return channels_ >= 1 && channels_ <= 4;
   }
 
+  void LogTooLarge() const {
+    Logger* log = model_.Log();
+    if (log == nullptr) return;
+    char line[160];
+    std::snprintf(line, sizeof line, "Image %u of %u x %u pixels is too large to decode in memory.",
+                  image_.key, decoded_.width, decoded_.height);
+    log->Message(line);
+  }
+
+  // Compacts the pixels in place to 3 bytes each.
   void StripOpaqueAlpha() {
     if (channels_ != 4) return;
-    std::vector<uint8_t>& p = s_.pixels;
+    uint8_t* const p = pixels_;
     size_t const count = size_t{width_} * height_;
     for (size_t i = 0; i < count; ++i) {
       if (p[4 * i + 3] != 255) return;
@@ -108,27 +119,30 @@ class ImageOptimizer {
       p[3 * i] = p[4 * i], p[3 * i + 1] = p[4 * i + 1], p[3 * i + 2] = p[4 * i + 2];
     }
     channels_ = 3;
-    p.resize(PixelBytes());
+    if (pixels_ == s_.pixels.data()) s_.pixels.resize(PixelBytes());
   }
 
   bool Resize() {
     uint32_t width = width_, height = height_;
     LimitSize(width, height);
     s_.scaled.resize(size_t{width} * height * channels_);
-    if (!ResizeImage(s_.pixels.data(), width_, height_, s_.scaled.data(), width, height,
-                     channels_)) {
+    if (!ResizeImage(pixels_, width_, height_, s_.scaled.data(), width, height, channels_)) {
       return false;
     }
     s_.pixels.swap(s_.scaled);
+    pixels_ = s_.pixels.data();
     width_ = width, height_ = height;
+    FreeDecodedImage(decoded_);
     return true;
   }
+
+  std::span<uint8_t const> Pixels() const { return {pixels_, PixelBytes()}; }
 
   uint32_t RawCode() const { return kRawCodeByChannels[channels_]; }
 
   // Small images go out as pixels, compressed when that pays.
   void WriteRawMain() {
-    EncodeImageBlock({image_.key, RawCode(), RawCode(), width_, height_}, s_.pixels, s_.block);
+    EncodeImageBlock({image_.key, RawCode(), RawCode(), width_, height_}, Pixels(), s_.block);
     s_.packed.clear();
     bool const packed =
         s_.block.size() > kRawBlockLimit && CompressRecord(s_.block, s_.packed, kZstdMethod, effort_);
@@ -137,8 +151,8 @@ class ImageOptimizer {
 
   void WritePreview() {
     s_.scaled.resize(size_t{kPreviewSide} * kPreviewSide * channels_);
-    if (!ResizeImage(s_.pixels.data(), width_, height_, s_.scaled.data(), kPreviewSide,
-                     kPreviewSide, channels_)) {
+    if (!ResizeImage(pixels_, width_, height_, s_.scaled.data(), kPreviewSide, kPreviewSide,
+                     channels_)) {
       return;
     }
     EncodeImageBlock({image_.key, RawCode(), RawCode() | kPreviewFlag, kPreviewSide, kPreviewSide},
@@ -153,7 +167,7 @@ class ImageOptimizer {
       image_.toc.push_back({0, 0, kImageTocStored, stored, 0});
       return;
     }
-    if (!EncodePng(s_.pixels.data(), width_, height_, channels_, s_.encoded)) return;
+    if (!EncodePng(pixels_, width_, height_, channels_, s_.encoded)) return;
     uint32_t const size = uint32_t(s_.encoded.size());
     EncodeImageBlock({image_.key, kImageFilePng, RawCode(), size, 1}, s_.encoded, s_.block);
     Append(s_.block, kImageTocMain);
@@ -172,6 +186,7 @@ class ImageOptimizer {
   }
 
   void Finish(bool no_data) {
+    if (decoded_.pixels) FreeDecodedImage(decoded_);
     if (no_data) image_.toc.push_back(kNoImageData);
     model_.WriteImageToc(image_);
     for (auto* buffer : {&s_.stored.bytes, &s_.pixels, &s_.scaled, &s_.encoded, &s_.block,
@@ -184,6 +199,8 @@ class ImageOptimizer {
   StreamImageScratch& s_;
   uint32_t const effort_;
   StreamImageModel& model_;
+  DecodedImage decoded_;
+  uint8_t* pixels_ = nullptr;  // the work image: in s_.pixels or decoded_
   uint32_t width_ = 0;
   uint32_t height_ = 0;
   uint32_t channels_ = 0;

@@ -348,6 +348,24 @@ TEST_F(DigestTest, RecordsMayStraddleReadUnits) {
   EXPECT_EQ(m.attached_models.Find(9)->path, "ab/cd");
 }
 
+// The first read unit ends exactly behind a whole record, and the file goes
+// on with 1 to 3 bytes of a tag that the next read brings alone.
+TEST_F(DigestTest, TagCutAfterAReadUnitIsCorrupt) {
+  Bytes whole;
+  whole.U32({86, 72});
+  uint32_t const includes = (0x100000 - 16) / 16;
+  whole.U32({49, includes, 105, includes});
+  for (uint32_t k = 1; k <= includes; ++k) whole.U32({105, k, 0, 0});
+  ASSERT_EQ(whole.data.size(), 8u + 0x100000u);
+  for (size_t tail = 1; tail <= 3; ++tail) {
+    std::string const name = "tail" + std::to_string(tail);
+    std::vector<uint8_t> bytes = whole.data;
+    bytes.insert(bytes.end(), tail, 0xFF);
+    WriteDigest(name, bytes);
+    EXPECT_EQ(ThrownText([&] { Open(name); }), "File corrupt: " + FileOf(name, kDigestName).string()) << tail;
+  }
+}
+
 TEST_F(DigestTest, DamagedDigestsFailWithTheirText) {
   std::string const corrupt = "File corrupt: ";
   std::string const unexpected = "Unexpected code: ";

@@ -134,6 +134,43 @@ TEST_F(IncludeTest, AttachedModelIsFoundByItsPath) {
   EXPECT_EQ(fresh.at(id), "");
 }
 
+// Runs with the working directory set to `dir` and puts the old one back.
+class WorkingDirectory {
+ public:
+  explicit WorkingDirectory(fs::path const& dir) : old_(fs::current_path()) { fs::current_path(dir); }
+  ~WorkingDirectory() { fs::current_path(old_); }
+
+ private:
+  fs::path old_;
+};
+
+// A model found through a relative search path has a relative path, the
+// including one an absolute path: the stored path must still lead from the
+// one to the other, and the digest must open again.
+TEST_F(IncludeTest, ModelOfARelativeSearchPathIsStoredByAPathThatResolves) {
+  fs::create_directories(dir.Path() / "lib");
+  Open("lib/other").Impl().dirty = true;
+  WorkingDirectory const here(dir.Path());
+  cache.SetSearchPaths({"lib"});
+  ModelId other_id = 0;
+  {
+    Model other = cache.OpenModel("other", false);
+    ASSERT_TRUE(other.Impl().path.is_relative());
+    other_id = other.Impl().id;
+    Model model = Open("m");
+    model.Include(other, 0);
+    model.Include(model, 0);
+  }
+  Model model = Open("m", true);
+  ModelImpl& m = model.Impl();
+  ASSERT_EQ(m.attached_models.size(), 1u);
+  AttachedModel const& attached = m.attached_models.begin()->value;
+  EXPECT_EQ(attached.path, "../lib/other");
+  ResolvedAttachments resolved;
+  EXPECT_NE(ResolveAttached(m, attached.id, attached.path, resolved), kNoModel);
+  EXPECT_NE(other_id, 0u);
+}
+
 TEST_F(IncludeTest, OverridesSurviveTheDigest) {
   InstanceOverride const value{{1, kNoKey, 0}, {2, 0, 3}, 4, 5, 0x900};
   {

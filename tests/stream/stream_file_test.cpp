@@ -332,4 +332,67 @@ TEST_F(StreamFile, GeneratedModelsSendEveryObjectOnceBeforeItsUse) {
   }
 }
 
+// A model with a camera, a background, an instance override and a texture
+// whose image repeats another one.
+class ViewsAndReusedImages : public StreamFile {
+ protected:
+  Model Build() {
+    Model model = Open("views");
+    IncludeKey const include = model.Include(model, 0);
+    ModelImpl& m = model.Impl();
+    View& view = m.views.Insert(0, View{});
+    view.projection = 1;
+    view.position = {0, 0, 10};
+    view.up = {0, 1, 0};
+    view.width = view.height = 4;
+    view.background = {0.5f, 0.5f, 0.5f};
+
+    std::vector<uint8_t> const pixels(16 * 16 * 4, 200);
+    first_ = model.InsertImageRGBA(16, 16, pixels.data());
+    reused_ = model.InsertImageRGBA(16, 16, pixels.data());
+    qx_test::TestMesh grid = qx_test::GridMesh(3);
+    MeshKey const mesh = model.InsertMesh(grid.Data());
+    for (ImageKey image : {first_, reused_}) {
+      Material material;
+      material.color = {1, 1, 1, 1};
+      material.textures.push_back({image, 0, 0});
+      InstanceKey const key = model.InsertInstance(mesh, 0, model.InsertMaterial(material), kNoKey, kNoKey, 0,
+                                                   0, 0, 7, 0, 0, {});
+      m.instance_overrides.Insert(InstanceInc{include, key}, InstanceOverride{{kNoKey, kNoKey, kNoKey}, {}, 0, 1, 0});
+    }
+    model.PrepareStream(1);
+    return model;
+  }
+
+  ImageKey first_ = 0, reused_ = 0;
+};
+
+TEST_F(ViewsAndReusedImages, CameraBackgroundAndOverrideComeWithoutAModelContext) {
+  Model model = Build();
+  std::vector<ReadRecord> const records = Generate(model);
+  int seen = 0;
+  for (size_t i = 1; i < records.size(); ++i) {
+    uint32_t const tag = records[i].tag;
+    if (tag != Tag::Camera && tag != Tag::Background && tag != Tag::Override) continue;
+    ++seen;
+    EXPECT_NE(records[i - 1].tag, Tag::Context) << "record " << tag << " at " << i;
+  }
+  EXPECT_EQ(seen, 4);  // c, P and a v for each instance
+}
+
+TEST_F(ViewsAndReusedImages, ReusedImageIsReportedWithoutDataAfterItsReuseRecord) {
+  Model model = Build();
+  ASSERT_EQ(model.Impl().images.Find(reused_)->duplicate_of, first_);
+  std::vector<ReadRecord> const records = Generate(model);
+  auto const reuse = std::find_if(records.begin(), records.end(), [](auto const& r) { return r.tag == Tag::ImageReuse; });
+  ASSERT_NE(reuse, records.end());
+  EXPECT_EQ(reuse->Word(1), reused_);
+  EXPECT_EQ(reuse->Word(2), first_);
+  auto const missing = std::find_if(reuse, records.end(), [](auto const& r) { return r.tag == Tag::Missing; });
+  ASSERT_NE(missing, records.end());
+  EXPECT_EQ(missing->Word(2), reused_);
+  EXPECT_EQ(missing->Word(3), 0x8000008u);
+  EXPECT_EQ(log.Count("Request for unknown ImageID ("), 1);
+}
+
 }  // namespace

@@ -6,6 +6,8 @@
 #include <assimp/scene.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -18,6 +20,7 @@
 #include "scene/IncludeKey.h"
 #include "scene/MaterialMappingKit.h"
 #include "scene/MatrixKit.h"
+#include "scene/SegmentKits.h"
 #include "scene/ShellKey.h"
 #include "scene/TextureOptionsKit.h"
 #include "tools/importer/ImportedImage.h"
@@ -38,6 +41,24 @@ KZV::MatrixKit ToMatrix(aiMatrix4x4 const& m) {
   KZV::MatrixKit kit;
   kit.SetElements(16, elements);
   return kit;
+}
+
+// Exactly the identity: Assimp's own test allows 0.01 in every element,
+// which would drop the placements of a model a few millimetres across.
+bool IsExactIdentity(aiMatrix4x4 const& m) {
+  return m == aiMatrix4x4();
+}
+
+// glTF gives colours in linear light; the scene holds display (sRGB)
+// colours, as the other formats give them.
+float LinearToDisplay(float c) {
+  c = std::clamp(c, 0.0f, 1.0f);
+  return c <= 0.0031308f ? 12.92f * c : 1.055f * std::pow(c, 1.0f / 2.4f) - 0.055f;
+}
+
+KZV::RGBAColor DisplayColor(aiColor4D const& c, bool linear) {
+  if (!linear) return {c.r, c.g, c.b, c.a};
+  return {LinearToDisplay(c.r), LinearToDisplay(c.g), LinearToDisplay(c.b), c.a};
 }
 
 // The vertices of a mesh that one piece of geometry uses: all of them, or
@@ -64,7 +85,7 @@ KZV::PointArray GatherPoints(aiMesh const& mesh, VertexSelection const& selectio
 }
 
 void SetVertexAttributes(KZV::ShellKey& shell, aiMesh const& mesh, VertexSelection const& selection,
-                         KZV::Shell::Component color_component) {
+                         KZV::Shell::Component color_component, bool linear_colors) {
   if (mesh.HasNormals()) {
     shell.SetVertexNormalsByRange(0, Gather<KZV::Vector>(selection, [&](unsigned i) {
       aiVector3D const& n = mesh.mNormals[i];
@@ -83,8 +104,7 @@ void SetVertexAttributes(KZV::ShellKey& shell, aiMesh const& mesh, VertexSelecti
   }
   if (mesh.HasVertexColors(0)) {
     shell.SetVertexRGBAColorsByRange(color_component, 0, Gather<KZV::RGBAColor>(selection, [&](unsigned i) {
-      aiColor4D const& c = mesh.mColors[0][i];
-      return KZV::RGBAColor{c.r, c.g, c.b, c.a};
+      return DisplayColor(mesh.mColors[0][i], linear_colors);
     }));
   }
 }
@@ -129,17 +149,30 @@ struct MeshPrimitives {
 
 class SceneBuilder {
  public:
-  SceneBuilder(aiScene const& scene, fs::path directory, ImportedScene& out)
-      : scene_(scene), directory_(std::move(directory)), out_(out), mappings_(scene.mNumMaterials) {}
+  SceneBuilder(aiScene const& scene, fs::path directory, bool linear_colors, ImportedScene& out)
+      : scene_(scene),
+        directory_(std::move(directory)),
+        linear_colors_(linear_colors),
+        out_(out),
+        mappings_(scene.mNumMaterials) {}
 
   void Build(std::string const& name) {
-    out_.root = KZV::Database::CreateRootSegment(name.c_str());
+    out_.root = NewRoot(name);
     library_name_ = name + " shared meshes";
     CountMeshUses();
     AddNodes();
   }
 
  private:
+  // The files that Assimp reads wind the front of a face counter-clockwise,
+  // which is right-handed: normals computed from the faces then point to
+  // the front.
+  static KZV::SegmentKey NewRoot(std::string const& name) {
+    KZV::SegmentKey const root = KZV::Database::CreateRootSegment(name.c_str());
+    root.SetDrawingAttribute(KZV::DrawingAttributeKit().SetPolygonHandedness(KZV::Drawing::Handedness::Right));
+    return root;
+  }
+
   void CountMeshUses() {
     uses_.assign(scene_.mNumMeshes, 0);
     ForEachNode([&](aiNode const& node) {
@@ -167,7 +200,7 @@ class SceneBuilder {
       auto [node, owner] = stack.back();
       stack.pop_back();
       KZV::SegmentKey const segment = owner.Subsegment(node->mName.C_Str());
-      if (!node->mTransformation.IsIdentity()) segment.SetModellingMatrix(ToMatrix(node->mTransformation));
+      if (!IsExactIdentity(node->mTransformation)) segment.SetModellingMatrix(ToMatrix(node->mTransformation));
       for (unsigned i = 0; i < node->mNumMeshes; ++i) PlaceMesh(node->mMeshes[i], segment);
       for (unsigned i = node->mNumChildren; i-- > 0;) stack.emplace_back(node->mChildren[i], segment);
     }
@@ -183,7 +216,7 @@ class SceneBuilder {
     }
     auto found = shared_.find(index);
     if (found == shared_.end()) {
-      if (out_.library.Empty()) out_.library = KZV::Database::CreateRootSegment(library_name_.c_str());
+      if (out_.library.Empty()) out_.library = NewRoot(library_name_);
       KZV::SegmentKey const segment = out_.library.Subsegment(MeshName(index).c_str());
       BuildMesh(index, segment);
       found = shared_.emplace(index, segment).first;
@@ -207,14 +240,14 @@ class SceneBuilder {
     if (!primitives.face_list.empty()) {
       VertexSelection const all{nullptr, mesh.mNumVertices};
       KZV::ShellKey shell = segment.InsertShell(GatherPoints(mesh, all), primitives.face_list);
-      SetVertexAttributes(shell, mesh, all, KZV::Shell::Component::Faces);
+      SetVertexAttributes(shell, mesh, all, KZV::Shell::Component::Faces, linear_colors_);
     }
     for (auto const& polyline : primitives.polylines)
       segment.InsertLine(GatherPoints(mesh, {&polyline, polyline.size()}));
     if (!primitives.points.empty()) {
       VertexSelection const points{&primitives.points, primitives.points.size()};
       KZV::ShellKey cloud = segment.InsertShell(GatherPoints(mesh, points), {});
-      SetVertexAttributes(cloud, mesh, points, KZV::Shell::Component::Vertices);
+      SetVertexAttributes(cloud, mesh, points, KZV::Shell::Component::Vertices, linear_colors_);
     }
   }
 
@@ -242,17 +275,22 @@ class SceneBuilder {
     return kit;
   }
 
-  // The diffuse color with the material's opacity as alpha; opaque glTF
-  // materials ignore the alpha of their color.
-  static std::optional<KZV::RGBAColor> DiffuseColor(aiMaterial const& material) {
+  // The diffuse color with the material's opacity as alpha. Opaque and
+  // masked glTF materials ignore the alpha of their color; transmission
+  // (glass) makes a material see-through whatever its alpha mode.
+  std::optional<KZV::RGBAColor> DiffuseColor(aiMaterial const& material) const {
     aiColor4D diffuse;
     if (material.Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) != AI_SUCCESS) return std::nullopt;
     float opacity = 1;
     if (material.Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS) diffuse.a = opacity;
     aiString alpha_mode;
-    if (material.Get(AI_MATKEY_GLTF_ALPHAMODE, alpha_mode) == AI_SUCCESS && alpha_mode == aiString("OPAQUE"))
+    if (material.Get(AI_MATKEY_GLTF_ALPHAMODE, alpha_mode) == AI_SUCCESS && alpha_mode != aiString("BLEND"))
       diffuse.a = 1;
-    return KZV::RGBAColor{diffuse.r, diffuse.g, diffuse.b, std::clamp(diffuse.a, 0.0f, 1.0f)};
+    float transmission = 0;
+    if (material.Get(AI_MATKEY_TRANSMISSION_FACTOR, transmission) == AI_SUCCESS)
+      diffuse.a *= 1 - kTransmittedLight * std::clamp(transmission, 0.0f, 1.0f);
+    diffuse.a = std::clamp(diffuse.a, 0.0f, 1.0f);
+    return DisplayColor(diffuse, linear_colors_);
   }
 
   // The name of the texture definition of the material's diffuse texture;
@@ -327,8 +365,13 @@ class SceneBuilder {
     return fs::is_regular_file(by_name, error) ? by_name : beside;
   }
 
+  // The share of light that fully transmissive glass lets through; the rest
+  // keeps it visible as a tinted pane.
+  static constexpr float kTransmittedLight = 0.8f;
+
   aiScene const& scene_;
   fs::path const directory_;
+  bool const linear_colors_;
   ImportedScene& out_;
   std::string library_name_;
   std::vector<unsigned> uses_;
@@ -345,6 +388,12 @@ ImportedScene PointCloudScene(PlyPointCloud const& cloud, std::string const& nam
   KZV::ShellKey shell = out.root.Subsegment("points").InsertShell(cloud.points, {});
   if (!cloud.colors.empty()) shell.SetVertexRGBAColorsByRange(KZV::Shell::Component::Vertices, 0, cloud.colors);
   return out;
+}
+
+bool IsGltf(fs::path const& file) {
+  std::string extension = file.extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(), [](unsigned char c) { return std::tolower(c); });
+  return extension == ".gltf" || extension == ".glb";
 }
 
 void CheckReadableFile(std::string const& path) {
@@ -373,7 +422,7 @@ ImportedScene AssimpImporter::Import(std::string const& path) {
   if (!scene->mRootNode || scene->mNumMeshes == 0) throw ImportError(path + " holds no geometry");
   ImportedScene out;
   fs::path const file(path);
-  SceneBuilder(*scene, file.parent_path(), out).Build(file.filename().string());
+  SceneBuilder(*scene, file.parent_path(), IsGltf(file), out).Build(file.filename().string());
   return out;
 }
 

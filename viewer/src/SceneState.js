@@ -2,6 +2,7 @@ import { StreamError } from './ByteReader.js';
 import { ModelState } from './ModelState.js';
 import { IDENTITY, multiply } from './matrix.js';
 import { allocVertices, growVertices, readVertices, vertexLayout } from './vertices.js';
+import { frontCounterClockwise } from './winding.js';
 
 const NONE = 0xFFFFFFFF;
 // Room for an expanded mesh grows as its chunks arrive, so that a head that
@@ -84,7 +85,7 @@ function pickMap(...keys) {
 }
 
 function finishMesh(state, model, key, data) {
-  model.meshData.set(key, data);
+  model.meshData.set(key, frontCounterClockwise(data));
   state.counts.meshData++;
   state.emit('meshData', model, key);
 }

@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <cstdint>
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -94,6 +95,50 @@ inline Bytes WithDeclaredSize(Bytes png, uint32_t width, uint32_t height) {
   PutU32BE(png, 20, height);
   PutU32BE(png, 29, static_cast<uint32_t>(crc32(0, png.data() + 12, 17)));
   return png;
+}
+
+// The same file with a private chunk of `bytes` zero bytes before its end,
+// which readers skip: a file large enough for what its header declares.
+inline Bytes WithPadding(Bytes png, size_t bytes) {
+  Bytes chunk(12 + bytes);
+  PutU32BE(chunk, 0, uint32_t(bytes));
+  std::copy_n("prVt", 4, chunk.begin() + 4);
+  PutU32BE(chunk, 8 + bytes, uint32_t(crc32(0, chunk.data() + 4, uInt(4 + bytes))));
+  png.insert(png.end() - 12, chunk.begin(), chunk.end());
+  return png;
+}
+
+// A gray PNG of any size, written with zlib directly: a smooth ramp,
+// quick to make even with hundreds of millions of pixels.
+inline Bytes MakeLargeGrayPng(uint32_t width, uint32_t height) {
+  Bytes raw(size_t{height} * (width + 1));
+  for (uint32_t y = 0; y < height; ++y) {
+    uint8_t* row = raw.data() + size_t{y} * (width + 1);
+    row[0] = 0;  // no filter
+    for (uint32_t x = 0; x < width; ++x) row[1 + x] = uint8_t((x + y) / 64);
+  }
+  uLongf packed_size = compressBound(uLong(raw.size()));
+  Bytes packed(packed_size);
+  compress2(packed.data(), &packed_size, raw.data(), uLong(raw.size()), 1);
+  packed.resize(packed_size);
+
+  Bytes out = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  auto chunk = [&out](char const* type, Bytes const& data) {
+    size_t const at = out.size();
+    out.resize(at + 12 + data.size());
+    PutU32BE(out, at, uint32_t(data.size()));
+    std::copy(type, type + 4, out.begin() + at + 4);
+    std::copy(data.begin(), data.end(), out.begin() + at + 8);
+    PutU32BE(out, at + 8 + data.size(), uint32_t(crc32(0, out.data() + at + 4, uInt(4 + data.size()))));
+  };
+  Bytes header(13);
+  PutU32BE(header, 0, width);
+  PutU32BE(header, 4, height);
+  header[8] = 8;  // bits per sample; color type 0, gray
+  chunk("IHDR", header);
+  chunk("IDAT", packed);
+  chunk("IEND", {});
+  return out;
 }
 
 // A 24-bit uncompressed BMP.

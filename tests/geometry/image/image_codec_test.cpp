@@ -184,7 +184,7 @@ TEST(DecodeImage, RefusesHugeDeclaredSizesBeforeAllocating) {
   Bytes const png = test::WithDeclaredSize(RgbaPng(16, 16), 100000, 100000);
   EXPECT_FALSE(Decode(png, kFilePng).ok);
   EXPECT_FALSE(Decode(test::DamageSignature(png), kFilePng).ok);
-  // Just above the pixel limit, within every per-side limit.
+  // A size that memory allows, but data for 16 x 16 pixels only.
   Bytes const wide = test::WithDeclaredSize(RgbaPng(16, 16), 65536, 1025);
   EXPECT_FALSE(Decode(wide, kFilePng).ok);
   EXPECT_FALSE(Decode(test::DamageSignature(wide), kFilePng).ok);

@@ -14,6 +14,7 @@
 #include "TestImages.h"
 #include "files/DiskFile.h"
 #include "geometry/image/ImageBlock.h"
+#include "geometry/image/ImageCodec.h"
 #include "geometry/mesh/CompressedRecord.h"
 #include "store/Logger.h"
 #include "tests/support/TempDir.h"
@@ -274,6 +275,15 @@ TEST_F(StreamImageTest, PngThatOnlyTheFallbackReadsIsSentAsStored) {
   EXPECT_EQ(image.toc[1], (ImageTocEntry{0, 0, kImageTocStored, kImageFilePng, 0}));
 }
 
+// 8200 x 8200 pixels, more than 2^26: decoded, scaled and sent as PNG.
+TEST_F(StreamImageTest, FileImageOfSixtySevenMillionPixelsIsScaled) {
+  ImageRecord const image = Optimize(FileImage(test::MakeLargeGrayPng(8200, 8200), kImageFilePng));
+  ASSERT_NE(image.toc, std::vector<ImageTocEntry>{kNoImageData});
+  EXPECT_EQ(MainSize(image), std::make_pair(2048u, 2048u));
+  EXPECT_EQ(BlockOf(image, kImageTocPreview).data.size(), 64u * 64);
+  EXPECT_TRUE(model_.log.lines.empty());
+}
+
 TEST_F(StreamImageTest, BadOrMissingDataGivesTheNoDataEntry) {
   Bytes const huge = test::WithDeclaredSize(test::MakePng(test::Pattern(8, 8, 4), 8, 8, {}), 100000, 100000);
   ImageRecord const images[] = {
@@ -285,6 +295,19 @@ TEST_F(StreamImageTest, BadOrMissingDataGivesTheNoDataEntry) {
     EXPECT_EQ(image.toc, std::vector<ImageTocEntry>{kNoImageData});
     EXPECT_EQ(model_.tocs[image.key - 1].second, image.toc);
   }
+  EXPECT_TRUE(model_.log.lines.empty());  // a header bigger than its file is damaged data
+}
+
+// A file whose pixels need more memory than decoding may take is refused,
+// and says so.
+TEST_F(StreamImageTest, ImageBeyondTheMemoryLimitIsLoggedAndLeftOut) {
+  uint64_t const pixels = DecodeMemoryLimit() / 8 + 1;
+  uint32_t const width = 1u << 16, height = uint32_t(pixels / width + 1);
+  Bytes const declared = test::WithDeclaredSize(test::MakePng(test::Pattern(8, 8, 4), 8, 8, {}), width, height);
+  ImageRecord const image = Optimize(FileImage(test::WithPadding(declared, pixels / 8000), kImageFilePng));
+  EXPECT_EQ(image.toc, std::vector<ImageTocEntry>{kNoImageData});
+  EXPECT_EQ(model_.log.lines, std::vector<std::string>{"Image 1 of 65536 x " + std::to_string(height) +
+                                                       " pixels is too large to decode in memory."});
   ImageRecord unreadable;
   unreadable.key = 99;
   OptimizeStreamImage(unreadable, scratch_, 1, model_);

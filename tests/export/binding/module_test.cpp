@@ -1,0 +1,126 @@
+// The export module as a host loads it: by dlopen, looking up its entry
+// points and flat functions by name, with the scene in the shared core
+// library.
+#include <dlfcn.h>
+#include <elf.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "scene/Database.h"
+#include "scene/KeyPath.h"
+#include "scene/ShellKey.h"
+#include "tests/export/Base64Reference.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using Callback = void (*)(char const*, int);
+
+std::set<std::string> const kExported = {
+    "CSharp_KZVRegisterExceptionCallbacks", "CSharp_KZV_HTML_File_Export", "CSharp_KZV_HTML_File_File",
+    "CSharp_KZV_HTML_HTML", "CSharp_KZV_HTML_File_delete", "CSharp_KZV_HTML_delete",
+    "Init", "Cleanup", "Pinioner"};
+
+template <class T>
+T At(std::vector<char> const& file, size_t offset) {
+  T value{};
+  if (offset + sizeof(T) <= file.size()) std::memcpy(&value, file.data() + offset, sizeof(T));
+  return value;
+}
+
+// Names of the symbols that the module defines in its dynamic symbol table.
+std::set<std::string> DefinedDynamicSymbols(char const* path) {
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  std::vector<char> file(static_cast<size_t>(in.tellg()));
+  in.seekg(0).read(file.data(), std::streamsize(file.size()));
+  auto const header = At<Elf64_Ehdr>(file, 0);
+  std::set<std::string> names;
+  for (size_t i = 0; i < header.e_shnum; ++i) {
+    auto const section = At<Elf64_Shdr>(file, header.e_shoff + i * header.e_shentsize);
+    if (section.sh_type != SHT_DYNSYM) continue;
+    auto const strings = At<Elf64_Shdr>(file, header.e_shoff + section.sh_link * header.e_shentsize);
+    for (size_t s = 1; s < section.sh_size / sizeof(Elf64_Sym); ++s) {
+      auto const symbol = At<Elf64_Sym>(file, section.sh_offset + s * sizeof(Elf64_Sym));
+      if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_BIND(symbol.st_info) == STB_LOCAL) continue;
+      size_t const name = strings.sh_offset + symbol.st_name;
+      if (name < file.size()) names.insert(std::string(file.data() + name, strnlen(file.data() + name, file.size() - name)));
+    }
+  }
+  return names;
+}
+
+std::vector<std::pair<int, std::string>> reports;
+
+template <int Slot>
+void Report(char const* text, int code) {
+  reports.push_back({Slot, std::string(text) + " / " + std::to_string(code)});
+}
+
+class Module : public testing::Test {
+ protected:
+  void SetUp() override {
+    handle_ = dlopen(QX_MODULE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(handle_, nullptr) << dlerror();
+    reports.clear();
+    auto const registrar = Find<void (*)(Callback, Callback, Callback, Callback, Callback, Callback, Callback,
+                                         Callback)>("CSharp_KZVRegisterExceptionCallbacks");
+    registrar(Report<1>, Report<2>, Report<3>, Report<4>, Report<5>, Report<6>, Report<7>, Report<8>);
+  }
+  void TearDown() override {
+    if (handle_) dlclose(handle_);
+  }
+
+  template <class Function>
+  Function Find(char const* name) {
+    void* symbol = dlsym(handle_, name);
+    EXPECT_NE(symbol, nullptr) << name;
+    return reinterpret_cast<Function>(symbol);
+  }
+
+  void Export(KZV::KeyPath const& path, std::wstring const& output, std::wstring const& page_template) {
+    Find<void (*)(void*, wchar_t const*, wchar_t const*)>("CSharp_KZV_HTML_File_Export")(
+        const_cast<KZV::KeyPath*>(&path), output.c_str(), page_template.c_str());
+  }
+
+  void* handle_ = nullptr;
+};
+
+TEST_F(Module, ExportsExactlyTheBindingAndTheEntryPoints) {
+  EXPECT_EQ(DefinedDynamicSymbols(QX_MODULE), kExported);
+  EXPECT_TRUE(Find<bool (*)()>("Init")());
+  Find<void (*)()>("Cleanup")();
+  EXPECT_EQ(Find<int (*)()>("Pinioner")(), 0);
+  void* handle = Find<void* (*)()>("CSharp_KZV_HTML_File_File")();
+  EXPECT_NE(handle, nullptr);
+  Find<void (*)(void*)>("CSharp_KZV_HTML_File_delete")(handle);
+}
+
+TEST_F(Module, ExportsASceneOfTheHostThroughTheFlatFunction) {
+  KZV::SegmentKey scene = KZV::Database::CreateRootSegment("module scene");
+  scene.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {4, 0, 1, 2, 3});
+  qx_test::TempDir dir;
+  qx_test::WriteText(dir / "template.html", "<html><!-- QX_MODEL_DATA --></html>");
+  Export(KZV::KeyPath({scene}), (dir / "page.html").wstring(), (dir / "template.html").wstring());
+  EXPECT_TRUE(reports.empty()) << reports.front().second;
+
+  std::string const page = qx_test::ReadText(dir / "page.html");
+  ASSERT_TRUE(page.starts_with("<html>") && page.ends_with("</html>"));
+  auto const stream = qx_test::DecodeBase64(page.substr(6, page.size() - 13));
+  ASSERT_TRUE(stream.has_value());
+  ASSERT_GE(stream->size(), 20u);
+  EXPECT_EQ((*stream)[0], 86);  // the stream head, V
+
+  // A failure reaches the host through the callback of its class.
+  Export(KZV::KeyPath({scene}), (dir / "other.html").wstring(), (dir / "missing.html").wstring());
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_EQ(reports[0].first, 8);
+  EXPECT_NE(reports[0].second.find("missing.html / 2"), std::string::npos) << reports[0].second;
+  scene.Delete();
+}
+
+}  // namespace
