@@ -81,6 +81,7 @@ struct Batch {
   uint32_t request_id = 0;
   uint32_t status = 0;
   std::vector<InstanceKey> keys;
+  std::vector<uint32_t> inclusions;
 };
 
 class VolumeSelectionTest : public StoreTest {
@@ -123,10 +124,10 @@ class VolumeSelectionTest : public StoreTest {
     std::vector<Batch> out;
     for (ReadRecord const& r : records) {
       if (r.tag != Tag::Selection) continue;
-      Batch b{r.Word(2), r.Word(3), {}};
+      Batch b{r.Word(2), r.Word(3), {}, {}};
       EXPECT_EQ(r.bytes.size(), 16u + 8u * r.Word(1));
       for (uint32_t i = 0; i < r.Word(1); ++i) {
-        EXPECT_EQ(r.Word(4 + 2 * i), 0xFFFFFFFEu);  // the one inclusion
+        b.inclusions.push_back(r.Word(4 + 2 * i));
         b.keys.push_back(r.Word(5 + 2 * i));
       }
       out.push_back(b);
@@ -169,6 +170,42 @@ TEST_F(VolumeSelectionTest, RayReturnsThePartsItPiercesNearestFirst) {
   EXPECT_EQ(batches[0].request_id, 301u);
   EXPECT_EQ(batches[0].status, 0u);
   EXPECT_EQ(batches[0].keys, Parts({4, 3, 2, 1, 0}));
+  EXPECT_EQ(batches[0].inclusions, std::vector<uint32_t>(5, 0xFFFFFFFEu));
+}
+
+// An included model stands in the scene through its inclusion's matrix. Its
+// second grid is a copy of the first moved along, which the store keeps as
+// a duplicate with a matrix of its own.
+TEST_F(VolumeSelectionTest, IncludedModelsAreSelectedWhereTheyStand) {
+  Model part = Open("part");
+  InstanceKey copy = 0;
+  MeshKey copy_mesh = 0;
+  for (float x : {0.0f, 10.0f}) {
+    qx_test::TestMesh grid = qx_test::GridMesh(6, x);  // z = x y / 4 over 5 x 7.5
+    double const identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
+    copy_mesh = part.InsertMesh(grid.Data());
+    copy = part.InsertInstance(copy_mesh, part.InsertMatrix(identity), kNoKey, kNoKey, kNoKey, 0,
+                               0, 0, 7, 0, 0, {});
+  }
+  part.PrepareStream(1);
+  ASSERT_NE(part.Impl().FindMesh(copy_mesh)->duplicate_of, 0u);
+  Model host = Row("host");
+  double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 100, 0};
+  host.Include(part, host.InsertMatrix(shift));
+  auto state = Attached(host);
+  state->QueueSelection(Box({9, 99, -1}, {16, 108, 11}, 1));
+  state->QueueSelection(Ray({25, 101, 1}, 0, -1, 2));  // meets both grids where x y / 4 = 1
+  state->QueueSelection(Ray({25, 101, 5}, 0, -1, 3));  // above both: z stays below 2.5 at y 1
+  state->QueueSelection(Next(1));
+  state->QueueSelection(Next(2));
+  state->QueueSelection(Next(3));
+  auto const batches = Batches(Pass(*state));
+  ASSERT_EQ(batches.size(), 3u);
+  EXPECT_EQ(batches[0].keys, std::vector<InstanceKey>{copy});
+  EXPECT_EQ(batches[0].inclusions, std::vector<uint32_t>{0xFFFFFFFDu});
+  ASSERT_EQ(batches[1].keys.size(), 2u);
+  EXPECT_EQ(batches[1].keys[0], copy);  // the nearer of the two
+  EXPECT_TRUE(batches[2].keys.empty());
 }
 
 TEST_F(VolumeSelectionTest, RayBesideThePartsFindsNothing) {
