@@ -1,6 +1,7 @@
 #include "stream/VolumeSelection.h"
 
 #include <algorithm>
+#include <mutex>
 
 #include "files/File.h"
 #include "geometry/bounding/MatrixMath.h"
@@ -90,8 +91,14 @@ ElementClasses CountingClasses(VolumeSelection const& s, StreamInstance const& i
   return out;
 }
 
+// The attachment thread widens the bounds as it resolves includes.
+BoundingBox SceneBounds(StreamState& state) {
+  std::lock_guard lock(state.attach_lock);
+  return state.bounds;
+}
+
 void Gather(StreamState& state, VolumeSelection& s) {
-  if (s.volume->TestBox(ToDouble(state.bounds)) == Outside) return;
+  if (s.volume->TestBox(ToDouble(SceneBounds(state))) == Outside) return;
   StreamAttachedModel const* model = nullptr;
   bool model_touches = false;
   for (StreamInstance* item : state.items) {
@@ -128,10 +135,15 @@ Matrix MatrixOr(ModelImpl const& model, MatrixKey key, Matrix const& fallback) {
 // The matrix of the item's inclusion, kept in the host model; identity if
 // the inclusion isn't known.
 Matrix InclusionMatrix(StreamState& state, StreamInstance const& item) {
-  auto const found = state.inclusions.find(item.attached->inclusion_id);
-  if (found == state.inclusions.end()) return kIdentityMatrix;
+  MatrixKey key;
+  {
+    std::lock_guard lock(state.id_lock);
+    auto const found = state.inclusions.find(item.attached->inclusion_id);
+    if (found == state.inclusions.end()) return kIdentityMatrix;
+    key = found->second.matrix;
+  }
   Model const& host = state.scene_root ? state.scene_root : state.main_model;
-  return MatrixOr(host.Impl(), found->second.matrix, kIdentityMatrix);
+  return MatrixOr(host.Impl(), key, kIdentityMatrix);
 }
 
 // Reads the item's mesh data and carries its positions into scene space.

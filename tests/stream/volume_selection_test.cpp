@@ -283,7 +283,9 @@ TEST_F(VolumeSelectionTest, ResultsComeInBatchesOfTheAskedSize) {
   std::vector<InstanceKey> all;
   for (auto const* batches : {&first, &second})
     for (Batch const& b : *batches) all.insert(all.end(), b.keys.begin(), b.keys.end());
-  EXPECT_EQ(all, parts);  // each once, in the walk order
+  std::vector<InstanceKey> walk;
+  for (StreamInstance const* item : state->items) walk.push_back(item->instance->key);
+  EXPECT_EQ(all, walk);  // each once, in the walk order
 }
 
 TEST_F(VolumeSelectionTest, InstancesHeldInFullByTheViewerAreLeftOut) {
@@ -423,6 +425,21 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
   EXPECT_EQ(batches[1].request_id, 303u);
   EXPECT_EQ(batches[1].status, 1u);  // answered by the drop, before the ray opened
   EXPECT_EQ(state->selections.open.size(), 1u);
+}
+
+// A live state runs its attachment thread beside the passes; selections
+// read the bounds and inclusions that it shares under their locks.
+TEST_F(VolumeSelectionTest, LiveStateAnswersBetweenPasses) {
+  Model model = Row("live");
+  auto state = Attached(model, ControlFlag::StreamSetupOnly);
+  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1));
+  state->QueueSelection(Ray({45, 1, 1}, 0, -1, 2));
+  state->QueueSelection(Next(1));
+  state->QueueSelection(Next(2));
+  auto const batches = Batches(Pass(*state));
+  ASSERT_EQ(batches.size(), 2u);
+  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 2, 3})));
+  EXPECT_EQ(batches[1].keys, Parts({4, 3, 2, 1, 0}));
 }
 
 }  // namespace
