@@ -23,7 +23,6 @@ class PlaneSet {
   // Ends in the set, or a cut with a boundary plane that lies in it.
   uint32_t TestSegment(PointD const* points, PointD& hit) const;
 
-  std::vector<VolumePlane> const& Planes() const { return planes_; }
   // The rows negated: their positive side lies outside the set.
   std::vector<PlaneRow> const& OutwardRows() const { return outward_; }
 

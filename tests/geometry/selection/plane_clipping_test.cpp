@@ -86,11 +86,5 @@ TEST(ClipTriangle, PiecesKeepTheWinding) {
   for (auto const& piece : out) EXPECT_GT(Dot(Cross(piece[1] - piece[0], piece[2] - piece[0]), normal), 0);
 }
 
-TEST(ClipTriangle, AppendsToWhatIsThere) {
-  std::vector<Triangle> out(1);
-  ClipTriangle(kZeroPlaneX, {{{-1, 0, 0}, {-2, 0, 0}, {-1, 1, 0}}}, out);
-  EXPECT_EQ(out.size(), 2u);
-}
-
 }  // namespace
 }  // namespace QX::Store

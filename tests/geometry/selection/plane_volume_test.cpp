@@ -153,10 +153,5 @@ TEST(PlaneVolume, ClippedHitLiesInTheVolume) {
   EXPECT_EQ(hit, again);
 }
 
-TEST(PlaneVolume, FirstHitEndsTheSearch) {
-  EXPECT_TRUE(Cube().StopsAtFirstHit());
-  EXPECT_EQ(Cube().DistanceSquared({1, 1, 4}), 9);
-}
-
 }  // namespace
 }  // namespace QX::Store

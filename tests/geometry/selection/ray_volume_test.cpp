@@ -82,11 +82,5 @@ TEST(RayVolume, SegmentsAndPointsAgainstTheTube) {
   EXPECT_FALSE(ray.ContainsPoint({0, 0, -5.5}));
 }
 
-TEST(RayVolume, WantsTheNearestHit) {
-  auto ray = Ray();
-  EXPECT_FALSE(ray.StopsAtFirstHit());
-  EXPECT_EQ(ray.DistanceSquared({0, 0, 0}), 25);
-}
-
 }  // namespace
 }  // namespace QX::Store
