@@ -376,7 +376,8 @@ void Pass::Run() {
   Attach();
   FirstBounds();
   bool const recomputed = Recompute();
-  // Waiting replies and selection commands run here.
+  // Waiting replies run here.
+  RunSelectionCommands(s_, recomputed);
   s_.bits.ejected_previews_stale = false;
   if (s_.bits.cutoff_changed || s_.bits.culling_changed || recomputed) s_.queue.Reset();
   s_.bits.cutoff_changed = s_.bits.culling_changed = false;
@@ -452,7 +453,8 @@ void Pass::WriteStatistics() {
       unsigned(s_.keyed_data_total - keyed_), unsigned(keyed_now - keyed_), sink_.bytes_sent,
       unsigned(c.total_bytes >> 10), unsigned(c.preview_bytes >> 10),
       unsigned(s_.budget.resident), unsigned(s_.budget.ejected), c.pass_ms, out_.LastWriteMs(),
-      c.keyed_ms, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[10], 0u, 0u,
+      c.keyed_ms, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[10],
+      s_.selections.open_noted, s_.selections.results,
       c.waiting_images, unsigned(files_now - files_), KindName(request_.kind),
       sink_.status < 3 ? status_names[sink_.status] : "E");
 }
@@ -464,6 +466,7 @@ void StreamState::Stream(Streamer& sink, StreamRequest const& request) {
   output.BeginPass(sink, control_flags);
   bits.in_stream = true;
   counters.pass_ms = counters.keyed_ms = 0;
+  selections.open_noted = selections.results = 0;
   Pass pass(*this, sink, request);
   FinishGuard guard(pass);
   pass.Run();

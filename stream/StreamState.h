@@ -22,6 +22,7 @@
 #include "stream/SendStates.h"
 #include "stream/StreamItems.h"
 #include "stream/StreamOutput.h"
+#include "stream/VolumeSelection.h"
 #include "stream/ViewState.h"
 
 namespace QX::Store {
@@ -127,6 +128,17 @@ class StreamState {
   // T record. Throws only for misuse: a recursive call or bad reserves.
   void Stream(Streamer& sink, StreamRequest const& request);
 
+  // Volume selection: each command waits for the next pass of a kind that
+  // reaches the phases, and is answered in that pass's stream (4 or 53).
+  // Call between passes, on the thread that calls Stream.
+  void QueueSelection(PlaneSelectionCommand command);
+  void QueueSelection(RaySelectionCommand command);
+  void QueueSelection(SphereSelectionCommand command);
+  void QueueSelection(NextResultsCommand command);
+  void QueueSelection(EndSelectionCommand command);
+  // The clip cells of all selections that don't ask to ignore them.
+  void SetClipCells(std::vector<ClipCell> cells);
+
   // The stream model id of a model, given on first sight (-3 first).
   uint32_t StreamIdOf(ModelImpl const& model);
 
@@ -209,6 +221,7 @@ class StreamState {
   bool wanted_apply = false;
   bool wanted_value = false;
   SelectionCommands selection_commands;
+  SelectionTable selections;  // open selections and clip cells
 
   // Previews: items that the budget holds out.
   std::unordered_set<StreamInstance*> ejected_items;

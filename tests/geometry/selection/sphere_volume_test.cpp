@@ -1,0 +1,151 @@
+#include "geometry/selection/SphereVolume.h"
+
+#include <gtest/gtest.h>
+
+#include "geometry/selection/PlaneClipping.h"
+#include "tests/geometry/selection/VolumeShapes.h"
+
+namespace QX::Store {
+namespace {
+
+using namespace VolumeTest;
+
+SphereVolume Unit() { return SphereVolume({0, 0, 0}, 1, 1); }
+
+TEST(SphereVolume, PointsOnTheSphereAreIn) {
+  auto ball = Unit();
+  EXPECT_TRUE(ball.ContainsPoint({1, 0, 0}));
+  EXPECT_TRUE(ball.ContainsPoint({0.6, 0.8, 0}));
+  EXPECT_FALSE(ball.ContainsPoint({1.000000001, 0, 0}));
+  EXPECT_TRUE(ball.StopsAtFirstHit());
+  EXPECT_EQ(ball.DistanceSquared({0, 3, 4}), 25);
+}
+
+TEST(SphereVolume, Boxes) {
+  struct Case {
+    char const* name;
+    BoundingBoxD box;
+    uint32_t expected;
+  };
+  Case const cases[] = {
+      {"within", {-0.5, -0.5, -0.5, 0.5, 0.5, 0.5}, Inside},
+      {"half out", {0.5, 0.5, 0.5, 2, 2, 2}, Crossing},
+      {"around the sphere", {-2, -2, -2, 2, 2, 2}, Crossing},
+      {"touching from outside", {1, -1, -1, 2, 1, 1}, Crossing},
+      {"apart", {2, 2, 2, 3, 3, 3}, Outside},
+      {"near a corner but out", {0.8, 0.8, 0.8, 2, 2, 2}, Outside},
+  };
+  auto ball = Unit();
+  for (auto const& c : cases) EXPECT_EQ(ball.TestBox(c.box), c.expected) << c.name;
+}
+
+TEST(SphereVolume, Spheres) {
+  struct Case {
+    char const* name;
+    BoundingSphere sphere;
+    uint32_t expected;
+  };
+  Case const cases[] = {
+      {"small, within", Sphere({0.2, 0, 0}, 0.5), Inside},
+      // Inside asks only for the centre and the size, not for containment.
+      {"small centre in, reaching out", Sphere({0.9, 0, 0}, 0.5), Inside},
+      {"larger, centre in", Sphere({0, 0, 0}, 2), Crossing},
+      {"touching from outside", Sphere({3, 0, 0}, 2), Crossing},
+      {"apart", Sphere({3, 0, 0}, 1.5), Outside},
+  };
+  auto ball = Unit();
+  for (auto c : cases) {
+    EXPECT_EQ(ball.TestSphere(c.sphere), c.expected) << c.name;
+    double const rate = ball.Rate(c.sphere);
+    EXPECT_EQ(rate, c.expected == Outside ? -1.0 : ball.DistanceSquared(c.sphere.center))
+        << c.name;
+  }
+}
+
+TEST(SphereVolume, SphereTestDerivesTheRadius) {
+  auto other = Sphere({3, 0, 0}, 2);
+  Unit().TestSphere(other);
+  EXPECT_EQ(other.radius, 2);
+  // The volume's own radius is derived from its square when not given.
+  SphereVolume derived({0, 0, 0}, 1, -1.0);
+  auto touching = Sphere({3, 0, 0}, 2);
+  EXPECT_EQ(derived.TestSphere(touching), Crossing);
+}
+
+TEST(SphereVolume, Segments) {
+  struct Case {
+    char const* name;
+    PointD a, b;
+    uint32_t expected;
+    PointD hit;
+  };
+  Case const cases[] = {
+      {"both ends in", {-0.5, 0, 0}, {0.5, 0, 0}, Inside, {-0.5, 0, 0}},
+      {"first end in", {0.5, 0, 0}, {3, 0, 0}, Crossing, {0.5, 0, 0}},
+      {"second end in", {3, 0, 0}, {0.5, 0, 0}, Crossing, {0.5, 0, 0}},
+      {"through", {-2, 0, 0}, {2, 0, 0}, Crossing, {-1, 0, 0}},
+      {"grazing", {-2, 1, 0}, {2, 1, 0}, Crossing, {0, 1, 0}},
+      {"beside", {-2, 1.5, 0}, {2, 1.5, 0}, Outside, {}},
+      {"pointing away", {2, 0, 0}, {3, 0, 0}, Outside, {}},
+      {"stopping short", {-3, 0, 0}, {-2, 0, 0}, Outside, {}},
+      {"a point outside", {2, 0, 0}, {2, 0, 0}, Outside, {}},
+  };
+  auto ball = Unit();
+  for (auto const& c : cases) {
+    PointD const points[2] = {c.a, c.b};
+    PointD hit{-7, -7, -7};
+    EXPECT_EQ(ball.TestSegment(points, hit), c.expected) << c.name;
+    if (c.expected != Outside) {
+      EXPECT_EQ(hit, c.hit) << c.name;
+    }
+  }
+}
+
+TEST(SphereVolume, Triangles) {
+  struct Case {
+    char const* name;
+    Triangle t;
+    uint32_t expected;
+  };
+  Case const cases[] = {
+      {"within", {{{-0.5, 0, 0}, {0.5, 0, 0}, {0, 0.5, 0}}}, Inside},
+      {"one vertex in", {{{0.5, 0, 0}, {3, 0, 0}, {3, 3, 0}}}, Crossing},
+      {"an edge through it", {{{-2, 0.5, 0}, {2, 0.5, 0}, {0, 5, 0}}}, Crossing},
+      {"over the centre", {{{-10, -10, 0.5}, {10, -10, 0.5}, {0, 10, 0.5}}}, Crossing},
+      {"in a tangent plane", {{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}}, Outside},
+      {"beside, in a plane through the centre", {{{-2, 1.5, 0}, {2, 1.5, 0}, {0, 5, 0}}}, Outside},
+      {"two equal vertices across it", {{{-2, 0, 0}, {-2, 0, 0}, {2, 0, 0}}}, Outside},
+      {"far", {{{5, 5, 5}, {6, 5, 5}, {5, 6, 5}}}, Outside},
+  };
+  auto ball = Unit();
+  for (auto const& c : cases) {
+    PointD hit;
+    uint32_t const result = ball.TestTriangle(c.t.data(), hit);
+    EXPECT_EQ(result, c.expected) << c.name;
+    // A hit may lie on the sphere, where rounding can put it a hair outside.
+    if (result != Outside) {
+      EXPECT_LE(ball.DistanceSquared(hit), 1 + 1e-12) << c.name;
+    }
+  }
+}
+
+TEST(SphereVolume, RadiusZeroHoldsOnlyItsCentre) {
+  SphereVolume point({1, 2, 3}, 0, 0);
+  EXPECT_TRUE(point.ContainsPoint({1, 2, 3}));
+  EXPECT_FALSE(point.ContainsPoint({1, 2, 3.0000001}));
+  EXPECT_EQ(point.TestBox({0, 0, 0, 2, 4, 4}), Crossing);
+  EXPECT_EQ(point.TestBox({1, 2, 3, 1, 2, 3}), Inside);
+  PointD const through[2] = {{0, 2, 3}, {2, 2, 3}};
+  PointD hit;
+  EXPECT_EQ(point.TestSegment(through, hit), Crossing);
+  EXPECT_EQ(hit, (PointD{1, 2, 3}));
+  // A triangle's plane through the centre is at distance 0, which isn't
+  // below a radius of 0.
+  Triangle const t{{{0, 0, 3}, {4, 0, 3}, {0, 4, 3}}};
+  EXPECT_EQ(point.TestTriangle(t.data(), hit), Outside);
+  auto same = Sphere({1, 2, 3}, 0);
+  EXPECT_EQ(point.TestSphere(same), Inside);
+}
+
+}  // namespace
+}  // namespace QX::Store
