@@ -1,8 +1,8 @@
 #include "conversion/TextConversion.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
-#include <unordered_map>
 
 #include "conversion/EdgeStitching.h"
 #include "conversion/SceneConverter.h"
@@ -131,30 +131,81 @@ void AddFaces(IntArray const& strips, std::vector<uint32_t>& element) {
   }
 }
 
-// The edges that only one triangle has, with vertices of equal position
-// taken as one, joined into polylines.
-void AddOutline(PointArray const& points, std::vector<uint32_t> const& triangles, std::vector<uint32_t>& element) {
-  PointIndex index;
-  std::vector<uint32_t> first_of_position, same;
-  same.reserve(points.size());
+constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+// For each point, the first point of the mesh at exactly its position, by
+// a table of open addressing: a glyph shell's points come by the thousand.
+std::vector<uint32_t> FirstOfPosition(PointArray const& points) {
+  size_t const mask = std::bit_ceil(2 * points.size() + 1) - 1;
+  std::vector<uint32_t> slots(mask + 1, kNone), first(points.size());
   for (uint32_t i = 0; i < points.size(); ++i) {
-    uint32_t const unique = index.Add(points[i]);
-    if (unique == first_of_position.size()) first_of_position.push_back(i);
-    same.push_back(first_of_position[unique]);
+    Point const& p = points[i];
+    uint64_t h = 0;
+    for (float c : {p.x, p.y, p.z}) h = (h ^ std::bit_cast<uint32_t>(c + 0.0f)) * 0x9E3779B97F4A7C15ull;
+    size_t slot = (h >> 32) & mask;
+    while (slots[slot] != kNone && !(points[slots[slot]] == p)) slot = (slot + 1) & mask;
+    if (slots[slot] == kNone) slots[slot] = i;
+    first[i] = slots[slot];
   }
-  std::vector<Edge> edges;
-  std::unordered_map<uint64_t, uint32_t> counts;
+  return first;
+}
+
+// The edges that only one triangle has, as the triangles run along them.
+// Edges are listed by their smaller vertex, so that a pair is found among
+// the few edges of one vertex.
+std::vector<Edge> BoundaryEdges(std::vector<uint32_t> const& same, std::vector<uint32_t> const& triangles) {
+  std::vector<Edge> all;
+  std::vector<uint32_t> head(same.size(), kNone), link;
+  all.reserve(triangles.size());
+  link.reserve(triangles.size());
   for (size_t t = 0; t + 2 < triangles.size(); t += 3) {
     uint32_t const v[3] = {same[triangles[t]], same[triangles[t + 1]], same[triangles[t + 2]]};
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) continue;
     for (int k = 0; k < 3; ++k) {
-      uint32_t const a = v[k], b = v[(k + 1) % 3];
-      if (++counts[uint64_t(std::min(a, b)) << 32 | std::max(a, b)] == 1) edges.emplace_back(a, b);
+      uint32_t const low = std::min(v[k], v[(k + 1) % 3]);
+      link.push_back(head[low]);
+      head[low] = uint32_t(all.size());
+      all.emplace_back(v[k], v[(k + 1) % 3]);
     }
   }
-  std::erase_if(edges, [&counts](Edge const& e) {
-    return counts[uint64_t(std::min(e.first, e.second)) << 32 | std::max(e.first, e.second)] != 1;
-  });
+  auto const key = [](Edge const& e) { return std::minmax(e.first, e.second); };
+  std::vector<Edge> boundary;
+  for (Edge const& e : all) {
+    int count = 0;
+    for (uint32_t o = head[std::min(e.first, e.second)]; o != kNone && count < 2; o = link[o])
+      count += key(all[o]) == key(e);
+    if (count == 1) boundary.push_back(e);
+  }
+  return boundary;
+}
+
+// The edges in the order of the loops they make, each following the one
+// that ends where it begins, so that joining them is a walk.
+std::vector<Edge> InLoopOrder(std::vector<Edge> const& edges, size_t vertex_count) {
+  std::vector<uint32_t> head(vertex_count, kNone), link(edges.size());
+  for (uint32_t e = uint32_t(edges.size()); e-- > 0;) {
+    link[e] = head[edges[e].first];
+    head[edges[e].first] = e;
+  }
+  std::vector<bool> used(edges.size(), false);
+  std::vector<Edge> ordered;
+  ordered.reserve(edges.size());
+  for (uint32_t start = 0; start < edges.size(); ++start) {
+    for (uint32_t e = start; e != kNone && !used[e];) {
+      used[e] = true;
+      ordered.push_back(edges[e]);
+      uint32_t next = head[edges[e].second];
+      while (next != kNone && used[next]) next = link[next];
+      e = next;
+    }
+  }
+  return ordered;
+}
+
+// The outline of the glyphs: their boundary edges, with points of equal
+// position taken as one, joined into polylines.
+void AddOutline(PointArray const& points, std::vector<uint32_t> const& triangles, std::vector<uint32_t>& element) {
+  std::vector<Edge> const edges = InLoopOrder(BoundaryEdges(FirstOfPosition(points), triangles), points.size());
   for (Polyline const& polyline : StitchEdges(edges)) {
     element.push_back(QX::Store::kNoIndex);
     for (Edge const& edge : polyline) element.push_back(edge.first);

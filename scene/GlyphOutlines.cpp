@@ -243,8 +243,8 @@ namespace {
 
 GlyphFont& LoadFont(FontFile const& file) {
   static std::map<std::string, std::unique_ptr<GlyphFont>> by_file;
-  std::string const id = file.path + '\n' + std::to_string(file.index) + (file.embolden ? " bold" : "") +
-                         (file.slant ? " slanted" : "");
+  std::string id = file.path;
+  id += ':' + std::to_string(file.index) + (file.embolden ? " bold" : "") + (file.slant ? " slanted" : "");
   auto at = by_file.find(id);
   if (at == by_file.end()) at = by_file.emplace(id, std::make_unique<GlyphFont>(file)).first;
   return *at->second;

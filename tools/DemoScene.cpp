@@ -175,12 +175,12 @@ void PaintText(SegmentKey const& segment, RGBAColor const& color) {
   segment.SetMaterialMapping(mapping);
 }
 
-// Three texts: a title standing upright in front of the parts, a caption
+// Three texts: a title on the ground in front of the parts, a caption
 // stretched into a region along the textured plate, and a line of Greek
 // and Cyrillic running up along the left side.
 void AddTexts(SegmentKey const& owner) {
   SegmentKey const title = owner.Subsegment("title");
-  title.SetModellingMatrix(KZV::MatrixKit().Rotate(90, 0, 0).Translate(5.5f, -1.5f, 0));
+  title.SetModellingMatrix(KZV::MatrixKit().Translate(5.5f, -2.2f, 0));
   PaintText(title, {0.15f, 0.25f, 0.6f, 1});
   title.InsertText(KZV::TextKit()
                        .SetText("qx demo scene")
@@ -200,8 +200,8 @@ void AddTexts(SegmentKey const& owner) {
   PaintText(side, {0.1f, 0.45f, 0.2f, 1});
   side.SetTextAttribute(KZV::TextAttributeKit().SetPath({0, 1, 0}).SetItalic(true));
   side.InsertText(KZV::TextKit()
-                      .SetText("Ωμέγα · Жизнь · path")
-                      .SetPosition({-0.8f, 5, 0})
+                      .SetText("Ωμέγα · Жизнь")
+                      .SetPosition({-1.2f, 4, 0})
                       .SetAlignment(KZV::Text::Alignment::Center)
                       .SetSize(0.6f, KZV::Text::SizeUnits::WorldSpace));
 }
