@@ -102,6 +102,8 @@ class SceneConverter {
                     uint64_t handedness);
   void AddFaceOutlines(ShellKey const& shell, QX::Store::MeshData& mesh);
   uint32_t Stride(QX::Store::MeshData const& mesh) const;
+  QX::Store::MeshData* ConvertText(uint32_t visibility, TextKey const& text, TextAttributeKit const& attributes,
+                                   uint64_t handedness);
 
   // Lines.
   QX::Store::MeshData* ConvertLine(uint32_t visibility, LineKey const& line, uint64_t handedness);

@@ -58,9 +58,8 @@ MeshData* SceneConverter::ConvertGeometry(uint32_t visibility, GeometryKey const
     case TypeCode::Shell:
       return ConvertShell(visibility, ShellKey(geometry), palette, key_path, handedness);
     case TypeCode::Text:
-      // Text doesn't become a mesh yet.
       is_text = true;
-      return nullptr;
+      return ConvertText(visibility, TextKey(geometry), text_attributes.Get(), handedness);
     default:
       return nullptr;
   }

@@ -128,8 +128,15 @@ bool KeyPath::ShowNetDrawingAttribute(DrawingAttributeKit& out) const {
   return NetKit(Segments(keys_), &detail::Attributes::drawing, out);
 }
 
+// Every text has a direction: the toolkit's default path runs along +x
+// until a segment of the path sets another.
 bool KeyPath::ShowNetTextAttribute(TextAttributeKit& out) const {
-  return NetKit(Segments(keys_), &detail::Attributes::text, out);
+  TextAttributeKit net;
+  net.SetPath({1, 0, 0});
+  TextAttributeKit set;
+  if (NetKit(Segments(keys_), &detail::Attributes::text, set)) net.Merge(set);
+  out = net;
+  return true;
 }
 
 bool KeyPath::ShowNetMaterialMapping(MaterialMappingKit& out) const {

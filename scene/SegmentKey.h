@@ -73,7 +73,8 @@ class SegmentKey : public Key {
   // Tessellation into this segment. The deviation is the largest distance
   // between a curve and its chords; a value not above 0 asks for the
   // default, 1/200 of the curve's radius (32 chords a full circle). Solids
-  // come out clockwise seen from outside; a text gives an empty shell.
+  // come out clockwise seen from outside; a text gives its glyphs, clockwise
+  // seen from +z.
   LineKey InsertLineFromGeometry(Key const& curve, float deviation = -1.0f) const;
   ShellKey InsertShellFromGeometry(Key const& surface) const;
 

@@ -12,6 +12,7 @@
 #include "scene/MatrixKit.h"
 #include "scene/ReferenceKey.h"
 #include "scene/ShellKey.h"
+#include "scene/TextKit.h"
 #include "scene/TextureOptionsKit.h"
 
 namespace qx_tool {
@@ -168,6 +169,43 @@ void AddReferenceConditionAndClip(SegmentKey const& root, SegmentKey const& owne
   clipped.InsertShell({{-0.5f, -0.5f, 0}, {2, -0.5f, 0}, {2, 2, 0}, {-0.5f, 2, 0}}, {4, 0, 1, 2, 3});
 }
 
+void PaintText(SegmentKey const& segment, RGBAColor const& color) {
+  KZV::MaterialMappingKit mapping;
+  mapping.SetTextColor(KZV::MaterialSetting::Color(color));
+  segment.SetMaterialMapping(mapping);
+}
+
+// Three texts: a title on the ground in front of the parts, a caption
+// stretched into a region along the textured plate, and a line of Greek
+// and Cyrillic running up along the left side.
+void AddTexts(SegmentKey const& owner) {
+  SegmentKey const title = owner.Subsegment("title");
+  title.SetModellingMatrix(KZV::MatrixKit().Translate(5.5f, -2.2f, 0));
+  PaintText(title, {0.15f, 0.25f, 0.6f, 1});
+  title.InsertText(KZV::TextKit()
+                       .SetText("qx demo scene")
+                       .SetFont("DejaVu Sans")
+                       .SetBold(true)
+                       .SetSize(0.9f, KZV::Text::SizeUnits::WorldSpace));
+
+  SegmentKey const caption = owner.Subsegment("caption");
+  PaintText(caption, {0.5f, 0.2f, 0.1f, 1});
+  caption.InsertText(KZV::TextKit()
+                         .SetText("textured plate")
+                         .SetFont("serif")
+                         .SetRegion({{5, -0.7f, 0}, {7, -0.7f, 0}, {5, 0, 0}}, KZV::Text::RegionAlignment::Bottom,
+                                    KZV::Text::RegionFitting::Stretch, false, false, false));
+
+  SegmentKey const side = owner.Subsegment("side note");
+  PaintText(side, {0.1f, 0.45f, 0.2f, 1});
+  side.SetTextAttribute(KZV::TextAttributeKit().SetPath({0, 1, 0}).SetItalic(true));
+  side.InsertText(KZV::TextKit()
+                      .SetText("Ωμέγα · Жизнь")
+                      .SetPosition({-1.2f, 4, 0})
+                      .SetAlignment(KZV::Text::Alignment::Center)
+                      .SetSize(0.6f, KZV::Text::SizeUnits::WorldSpace));
+}
+
 }  // namespace
 
 DemoScene BuildDemoScene() {
@@ -181,6 +219,7 @@ DemoScene BuildDemoScene() {
   AddNurbsSurface(shapes);
   AddAssembly(shapes, demo.parts);
   AddReferenceConditionAndClip(demo.root, shapes, demo.parts, cube);
+  AddTexts(shapes);
   return demo;
 }
 

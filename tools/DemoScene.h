@@ -1,7 +1,7 @@
 #pragma once
 // A scene made in code that shows what a page can hold: colored and
 // textured shells, lines, curved solids, a NURBS surface, an assembly of
-// repeated parts, a reference, a condition and a clip region.
+// repeated parts, a reference, a condition, a clip region and texts.
 #include "scene/SegmentKey.h"
 
 namespace qx_tool {

@@ -7,6 +7,7 @@
 #include <numbers>
 
 #include "export/value_types/Exceptions.h"
+#include "scene/TextShell.h"
 #include "scene/detail/Entities.h"
 
 namespace KZV::detail {
@@ -340,7 +341,7 @@ Faces TessellateSurface(Entity const& surface) {
     case TypeCode::NURBSSurface:
       return TessellateNURBSSurface(static_cast<NURBSSurfaceData const&>(surface));
     case TypeCode::Text:
-      return {};  // glyph outlines are not produced yet
+      return TextFaces(static_cast<TextData const&>(surface).kit);
     default:
       throw InvalidSpecificationException("Only surfaces and texts can be turned into shells.");
   }

@@ -131,6 +131,13 @@ TEST_F(KeyPathTest, DrawingAndTextAttributesMerge) {
   EXPECT_TRUE(text.ShowSize(size, units));
   EXPECT_EQ(size, 3);
   EXPECT_EQ(units, Text::SizeUnits::ObjectSpace);
+  Vector path;
+  EXPECT_TRUE(text.ShowPath(path));
+  EXPECT_EQ(path, Vector(1, 0, 0)) << "the toolkit's default direction";
+  library.SetTextAttribute(TextAttributeKit().SetPath({0, 1, 0}));
+  ASSERT_TRUE(PathA().ShowNetTextAttribute(text));
+  EXPECT_TRUE(text.ShowPath(path));
+  EXPECT_EQ(path, Vector(0, 1, 0));
 }
 
 TEST_F(KeyPathTest, DefinitionsAreFoundFromTheLeafUpwards) {

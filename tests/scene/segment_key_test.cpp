@@ -191,7 +191,7 @@ TEST_F(SegmentKeyTest, OffScreenWindowIsASegmentOfItsOwn) {
   EXPECT_EQ(std::count(roots.begin(), roots.end(), root), 1);
   TextKey text = window.InsertText(TextKit().SetText("x"));
   ShellKey shell = window.InsertShellFromGeometry(text);
-  EXPECT_EQ(shell.GetPointCount(), 0u);
+  EXPECT_GT(shell.GetPointCount(), 0u) << "the glyph of x";
   window.Flush(Search::Type::Everything, Search::Space::SegmentOnly);
   EXPECT_TRUE(text.Empty());
   window.Delete();
