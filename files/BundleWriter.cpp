@@ -28,18 +28,23 @@ struct Source {
   uint64_t size = 0;
 };
 
-// Opens every source for reading, so that none can change until it is copied.
-std::vector<Source> OpenSources(fs::path const& source, std::vector<std::string> const& names,
-                                FileSystem& file_system, Logger* logger) {
+void OpenSource(Source& s, Logger* logger) {
+  s.file->OpenRead(false);
+  if (s.file->State() == FileState::SharingFailure)
+    Fail(logger, "Unable to share file: ", s.file->Path());
+  if (!s.file->IsOpen() || s.file->Size() < 0) Fail(logger, "Unable to open file: ", s.file->Path());
+}
+
+// The sources with their sizes, for the table; each is opened again to be
+// copied, and must still have that size then.
+std::vector<Source> Sources(fs::path const& source, std::vector<std::string> const& names,
+                            FileSystem& file_system, Logger* logger) {
   std::vector<Source> sources;
   for (std::string const& name : names) {
     Source s{name, file_system.NewFile(source / PathFromUtf8(name)), 0};
-    s.file->OpenRead(false);
-    if (s.file->State() == FileState::SharingFailure)
-      Fail(logger, "Unable to share file: ", s.file->Path());
-    int64_t const size = s.file->IsOpen() ? s.file->Size() : -1;
-    if (size < 0) Fail(logger, "Unable to open file: ", s.file->Path());
-    s.size = uint64_t(size);
+    OpenSource(s, logger);
+    s.size = uint64_t(s.file->Size());
+    s.file->Close();
     sources.push_back(std::move(s));
   }
   return sources;
@@ -67,7 +72,8 @@ void Put(File& out, void const* bytes, uint64_t n, Logger* logger) {
 }
 
 void Copy(Source& s, File& out, Bytes& block, Logger* logger) {
-  s.file->Seek(0, kSeekBegin);
+  OpenSource(s, logger);
+  if (s.file->Size() != int64_t(s.size)) Fail(logger, "File corrupt: ", s.file->Path());
   for (uint64_t left = s.size; left > 0;) {
     uint64_t const n = std::min(left, kBlock);
     if (s.file->Read(block.data(), n) != n) Fail(logger, "File corrupt: ", s.file->Path());
@@ -90,7 +96,7 @@ void WriteAll(std::vector<Source>& sources, File& out, Logger* logger) {
 
 void WriteBundle(fs::path const& source, std::vector<std::string> const& names,
                  fs::path const& output, FileSystem& file_system, Logger* logger) {
-  std::vector<Source> sources = OpenSources(source, names, file_system, logger);
+  std::vector<Source> sources = Sources(source, names, file_system, logger);
   fs::path const partial = PathFromUtf8(PathToUtf8(output) + ".partial");
   std::unique_ptr<File> out = file_system.NewFile(partial);
   out->OpenWrite(true, true);
