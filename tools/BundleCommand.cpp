@@ -1,6 +1,8 @@
 #include "tools/BundleCommand.h"
 
 #include <CLI/CLI.hpp>
+#include <stdlib.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -65,6 +67,11 @@ void WriteModelBundle(BundleArguments const& arguments) {
 
 bool IsBundlePath(std::string const& path) {
   return path.size() > 4 && path.ends_with(".qxz");
+}
+
+void UseTemporaryWorkspace(QX::Store::Cache& cache) {
+  std::string pattern = (fs::temp_directory_path() / "qx-bundle-XXXXXX").string();
+  if (mkdtemp(pattern.data())) cache.SetWorkspace(pattern.c_str());
 }
 
 void AddBundleCommand(CLI::App& app) {

@@ -5,6 +5,9 @@
 namespace CLI {
 class App;
 }
+namespace QX::Store {
+class Cache;
+}
 
 namespace qx_tool {
 
@@ -12,5 +15,9 @@ void AddBundleCommand(CLI::App& app);
 
 // Whether a path names a bundle (.qxz) rather than a model directory.
 bool IsBundlePath(std::string const& path);
+
+// Gives the cache a fresh temporary workspace, which it removes when it
+// closes: a bundle of the old form is unpacked there, not beside the bundle.
+void UseTemporaryWorkspace(QX::Store::Cache& cache);
 
 }  // namespace qx_tool

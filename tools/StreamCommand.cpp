@@ -37,6 +37,7 @@ void WriteStream(StreamArguments const& arguments) {
   PrintingLogger logger;
   QX::Store::Cache cache = QX::Store::Cache::Open(&logger);
   bool const bundle = IsBundlePath(arguments.model);
+  if (bundle) UseTemporaryWorkspace(cache);
   QX::Store::Model model = cache.OpenModel(arguments.model.c_str(), bundle);
   if (!bundle) model.PrepareStream(1);
   std::string const output = OutputOf(arguments);

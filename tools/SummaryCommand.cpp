@@ -31,6 +31,7 @@ void InspectStream(std::string const& path) {
 // A model directory or bundle, opened read-only: its objects, files and problems.
 void InspectModel(std::string const& path) {
   QX::Store::Cache cache = QX::Store::Cache::Open(nullptr);
+  if (IsBundlePath(path)) UseTemporaryWorkspace(cache);
   QX::Store::ModelSummary summary;
   try {
     QX::Store::Model model = cache.OpenModel(path.c_str(), true);
