@@ -4,6 +4,7 @@
 // its decompressed bytes in its own place, ahead of what the file still
 // holds. Every size taken from the bundle is checked against the bytes that
 // really remain before anything is allocated for it.
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <span>

@@ -21,14 +21,8 @@ class PrintingLogger final : public QX::Store::Logger {
 
 struct StreamArguments {
   std::string model;
-  std::string output;  // empty: the model's own <name>.qxs in its directory
+  std::string output;  // empty: <name>.qxs in the model's directory, or beside its bundle
 };
-
-// A bundle's stream goes beside it by default, as <name>.qxs.
-std::string OutputOf(StreamArguments const& arguments) {
-  if (!arguments.output.empty() || !IsBundlePath(arguments.model)) return arguments.output;
-  return arguments.model.substr(0, arguments.model.size() - 4) + ".qxs";
-}
 
 // Prepares a model directory unless it is prepared (preparation finds its
 // tree and stops), then writes the stream. A bundle is read only, in place,
@@ -40,8 +34,7 @@ void WriteStream(StreamArguments const& arguments) {
   if (bundle) UseTemporaryWorkspace(cache);
   QX::Store::Model model = cache.OpenModel(arguments.model.c_str(), bundle);
   if (!bundle) model.PrepareStream(1);
-  std::string const output = OutputOf(arguments);
-  model.GenerateStreamFile(output.empty() ? nullptr : output.c_str());
+  model.GenerateStreamFile(arguments.output.empty() ? nullptr : arguments.output.c_str());
 }
 
 }  // namespace

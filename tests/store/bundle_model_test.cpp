@@ -79,6 +79,8 @@ TEST_F(BundleModel, NewFormStreamsAsItsDirectory) {
   EXPECT_EQ(StreamOf("b", true), from_directory);  // known without the extension as well
 
   Model model = cache.OpenModel(PathOf("b.qxz").c_str(), true);
+  EXPECT_EQ(std::string(model.GenerateStreamFile(nullptr)), PathOf("b.qxs"));  // beside it
+  EXPECT_EQ(qx_test::ReadText(dir / "b.qxs"), from_directory);
   ModelImpl const& impl = model.Impl();
   EXPECT_TRUE(impl.bundle);
   EXPECT_EQ(impl.path, dir / "b.qxz");
