@@ -24,10 +24,10 @@ auto Retry(Call call) {
 
 }  // namespace
 
-void DiskFile::Open(bool read, bool create, bool truncate) {
+void DiskFile::DoOpen(bool read, bool create, bool truncate) {
   FileState const target = read ? FileState::OpenForReading : FileState::OpenForWriting;
   if (state_ == target) return;
-  Close();
+  DoClose();
   if (path_.empty()) {
     state_ = FileState::Failed;
     return;
@@ -56,7 +56,7 @@ void DiskFile::Open(bool read, bool create, bool truncate) {
   CountFileOpened();
 }
 
-void DiskFile::Close() {
+void DiskFile::DoClose() {
   if (handle_ >= 0) {
     CountFileClosed();
     ::close(handle_);  // also releases the lock
@@ -65,26 +65,26 @@ void DiskFile::Close() {
   state_ = FileState::Closed;
 }
 
-int64_t DiskFile::Seek(int64_t offset, uint32_t origin) {
+int64_t DiskFile::DoSeek(int64_t offset, uint32_t origin) {
   if (handle_ < 0 || origin > kSeekEnd) return -1;
   int const whence = origin == kSeekBegin ? SEEK_SET : origin == kSeekCurrent ? SEEK_CUR : SEEK_END;
   off_t const position = ::lseek(handle_, static_cast<off_t>(offset), whence);
   return position < 0 ? -1 : static_cast<int64_t>(position);
 }
 
-bool DiskFile::SetEnd() {
+bool DiskFile::DoSetEnd() {
   if (state_ != FileState::OpenForWriting) return false;
   off_t const position = ::lseek(handle_, 0, SEEK_CUR);
   return position >= 0 && ::ftruncate(handle_, position) == 0;
 }
 
-int64_t DiskFile::Size() {
+int64_t DiskFile::DoSize() {
   struct stat info {};
   if (handle_ < 0 || ::fstat(handle_, &info) != 0) return -1;
   return static_cast<int64_t>(info.st_size);
 }
 
-uint64_t DiskFile::Read(void* out, uint64_t n) {
+uint64_t DiskFile::DoRead(void* out, uint64_t n) {
   if (handle_ < 0) return 0;
   auto* bytes = static_cast<unsigned char*>(out);
   uint64_t done = 0;
@@ -96,7 +96,7 @@ uint64_t DiskFile::Read(void* out, uint64_t n) {
   return done;
 }
 
-uint64_t DiskFile::Write(void const* in, uint64_t n) {
+uint64_t DiskFile::DoWrite(void const* in, uint64_t n) {
   if (state_ != FileState::OpenForWriting) return 0;
   auto const* bytes = static_cast<unsigned char const*>(in);
   uint64_t done = 0;
@@ -108,6 +108,6 @@ uint64_t DiskFile::Write(void const* in, uint64_t n) {
   return done;
 }
 
-bool DiskFile::Flush() { return handle_ >= 0 && ::fsync(handle_) == 0; }
+bool DiskFile::DoFlush() { return handle_ >= 0 && ::fsync(handle_) == 0; }
 
 }  // namespace QX::Store

@@ -10,16 +10,16 @@ class DiskFile final : public File {
   explicit DiskFile(std::filesystem::path path = {}) : File(std::move(path)) {}
   ~DiskFile() override { Close(); }
 
-  void Open(bool read, bool create, bool truncate) override;
-  void Close() override;
-  int64_t Seek(int64_t offset, uint32_t origin) override;
-  bool SetEnd() override;
-  int64_t Size() override;
-  uint64_t Read(void* out, uint64_t n) override;
-  uint64_t Write(void const* in, uint64_t n) override;
-  bool Flush() override;
-
  private:
+  void DoOpen(bool read, bool create, bool truncate) override;
+  void DoClose() override;
+  int64_t DoSeek(int64_t offset, uint32_t origin) override;
+  bool DoSetEnd() override;
+  int64_t DoSize() override;
+  uint64_t DoRead(void* out, uint64_t n) override;
+  uint64_t DoWrite(void const* in, uint64_t n) override;
+  bool DoFlush() override;
+
   int handle_ = -1;
 };
 

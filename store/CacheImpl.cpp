@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "files/BundleReader.h"
 #include "files/FileSystem.h"
 #include "store/Logger.h"
 #include "store/Model.h"
@@ -102,9 +103,62 @@ bool CacheImpl::IsModelDirectory(fs::path const& path) {
   return false;
 }
 
-// Bundles (.qxz files) are recognised by the bundle reader. Until it is part
-// of the store, no file counts as a bundle and the name stays unresolved.
-bool CacheImpl::BundleStep(fs::path const&, fs::path const&, fs::path&) { return false; }
+// A bundle of the new form is registered to be read in place, under its
+// own path and under that path without the extension. One of the old form
+// is unpacked once, into the directory of its name or below the workspace,
+// and found there from then on. Any failure leaves the name unresolved.
+bool CacheImpl::BundleStep(fs::path const& bundle, fs::path const& directory, fs::path& hit) {
+  uint32_t form = 0;
+  try {
+    form = QueryBundleForm(bundle, *file_system, logger);
+  } catch (std::exception const&) {
+    return false;
+  }
+  if (form == kNewBundleForm) {
+    std::string const location = Key(bundle);
+    ModelId const id = next_model_id++;
+    Register(location, location, id);
+    Register(location.substr(0, location.size() - kBundleExtension.size()), location, id);
+    models.emplace(id, nullptr);
+    hit = PathFromUtf8(location.substr(0, location.size() - kBundleExtension.size()));
+    return true;
+  }
+  fs::path const target = UnpackTargetOf(directory);
+  if (!file_system->Exists(target) && !UnpackOnce(bundle, target)) return false;
+  if (!IsModelDirectory(target)) return false;
+  hit = directory;
+  std::string const target_key = Key(target);
+  if (target_key != Key(directory))
+    Register(Key(directory), target_key, FindEntry(target_key)->id);
+  return true;
+}
+
+// Where an old-form bundle of the model `directory` is unpacked: the
+// directory itself, or its place below the workspace.
+fs::path CacheImpl::UnpackTargetOf(fs::path const& directory) const {
+  if (workspace.empty()) return directory;
+  fs::path target = workspace;
+  for (fs::path const& part : directory.relative_path()) target /= part;
+  return target;
+}
+
+// Unpacks beside the target and renames the whole into place, so that a
+// failed unpack never leaves a directory that passes for the model.
+bool CacheImpl::UnpackOnce(fs::path const& bundle, fs::path const& target) {
+  fs::path const partial = PathFromUtf8(PathToUtf8(target) + ".unpacking");
+  try {
+    file_system->RemoveAll(partial);
+    if (target.has_parent_path()) file_system->CreateDirectories(target.parent_path());
+    UnpackBundle(PathToUtf8(bundle), PathToUtf8(partial), *file_system, logger);
+    if (file_system->Rename(partial, target)) return true;
+  } catch (std::exception const&) {
+  }
+  try {
+    file_system->RemoveAll(partial);
+  } catch (std::exception const&) {
+  }
+  return false;
+}
 
 char const* CacheImpl::ResolveModelPath(char const* name) {
   if (!name || !*name) return nullptr;

@@ -72,6 +72,8 @@ class CacheImpl {
   void Unregister(std::string const& key);
   bool BundleStep(std::filesystem::path const& bundle, std::filesystem::path const& directory,
                   std::filesystem::path& hit);
+  std::filesystem::path UnpackTargetOf(std::filesystem::path const& directory) const;
+  bool UnpackOnce(std::filesystem::path const& bundle, std::filesystem::path const& target);
   bool InWorkspace(std::filesystem::path const& path) const;
 };
 

@@ -106,7 +106,9 @@ bool ModelImpl::Open(fs::path const& model_path, bool open_read_only, bool open_
   EnsureDefaultObjects();
 
   fs::path const tree = FilePath(kStreamBoundingName);
-  if (file_system->Exists(tree)) {
+  if (bundle) {
+    bounding_valid = file_set.BundleHas(kStreamBoundingName);
+  } else if (file_system->Exists(tree)) {
     if (file_system->IsRegularFile(tree)) bounding_valid = true;
     else Log("Invalid bounding tree file found: %s", PathToUtf8(tree).c_str());
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "files/Bundle.h"
 #include "files/File.h"
 #include "files/FileSystem.h"
 #include "store/ModelImpl.h"
@@ -24,12 +25,18 @@ ModelSummary::Kind KindOf(char const* name, Table const& table) {
   return kind;
 }
 
-// Size of a model file: through the model's own handle when that is open,
+int64_t BundleEntrySize(Bundle const* bundle, char const* name) {
+  size_t const entry = bundle ? bundle->Find(name) : Bundle::npos;
+  return entry == Bundle::npos ? -1 : int64_t(bundle->Entries()[entry].size);
+}
+
+// Size of a model file: in its bundle, or through the model's own handle when that is open,
 // since a file open for writing can't be opened a second time.
 int64_t SizeOf(ModelImpl const& model, File const* own, char const* name) {
   if (own && own->IsOpen()) return const_cast<File*>(own)->Size();
+  if (model.bundle) return BundleEntrySize(model.file_set.LoadedBundle(), name);
   std::filesystem::path const path = model.FilePath(name);
-  if (model.bundle || !model.file_system->IsRegularFile(path)) return -1;
+  if (!model.file_system->IsRegularFile(path)) return -1;
   std::unique_ptr<File> file = model.file_system->NewFile(path);
   file->OpenRead(false);
   return file->IsOpen() ? file->Size() : -1;

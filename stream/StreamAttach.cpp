@@ -46,14 +46,18 @@ Matrix Compose(StreamState const& state, Matrix const& own, Matrix const& parent
   return composed;
 }
 
-// The box of the model's tree: in memory, else from its tree file.
-BoundingBox TreeBox(ModelImpl const& model) {
+// The box of the model's tree: in memory, else from its tree file, in its
+// directory or in the bundle it is read from.
+BoundingBox TreeBox(ModelImpl& model) {
   BoundingBox box;
   if (model.bounding_tree && model.bounding_tree->root) return model.bounding_tree->root->bounds;
+  if (model.file_system == nullptr) return box;
   std::filesystem::path const path = model.FilePath(kStreamBoundingName);
-  if (model.file_system == nullptr || !model.file_system->Exists(path)) return box;
   std::unique_ptr<File> file = model.file_system->NewFile(path);
-  file->OpenRead(false);
+  if (model.bundle)
+    model.file_set.OpenFile(*file, kStreamBoundingName);
+  else if (model.file_system->Exists(path))
+    file->OpenRead(false);
   if (file->IsOpen()) {
     ReadRootBox(*file, box);
     file->Close();

@@ -45,7 +45,11 @@ std::string& LastStreamFile() {
   return path;
 }
 
+// By default <name>.qxs in the model's directory; beside a bundle, which
+// can't hold it, under the bundle's name.
 std::filesystem::path OutputPath(ModelImpl const& model, char const* path) {
+  if ((path == nullptr || *path == 0) && model.bundle)
+    return std::filesystem::path(model.path).replace_extension(".qxs");
   if (path == nullptr || *path == 0) return model.path / (model.name + ".qxs");
   return std::filesystem::absolute(PathFromUtf8(path));
 }

@@ -8,6 +8,7 @@
 #include "store/Cache.h"
 #include "store/Logger.h"
 #include "store/Model.h"
+#include "tools/BundleCommand.h"
 
 namespace qx_tool {
 namespace {
@@ -20,16 +21,19 @@ class PrintingLogger final : public QX::Store::Logger {
 
 struct StreamArguments {
   std::string model;
-  std::string output;  // empty: the model's own <name>.qxs in its directory
+  std::string output;  // empty: <name>.qxs in the model's directory, or beside its bundle
 };
 
-// Prepares the model unless it is prepared (preparation finds its tree and
-// stops), then writes the stream.
+// Prepares a model directory unless it is prepared (preparation finds its
+// tree and stops), then writes the stream. A bundle is read only, in place,
+// and streams as it was prepared when it was packed.
 void WriteStream(StreamArguments const& arguments) {
   PrintingLogger logger;
   QX::Store::Cache cache = QX::Store::Cache::Open(&logger);
-  QX::Store::Model model = cache.OpenModel(arguments.model.c_str(), false);
-  model.PrepareStream(1);
+  bool const bundle = IsBundlePath(arguments.model);
+  if (bundle) UseTemporaryWorkspace(cache);
+  QX::Store::Model model = cache.OpenModel(arguments.model.c_str(), bundle);
+  if (!bundle) model.PrepareStream(1);
   model.GenerateStreamFile(arguments.output.empty() ? nullptr : arguments.output.c_str());
 }
 
@@ -38,12 +42,13 @@ void WriteStream(StreamArguments const& arguments) {
 void AddStreamCommand(CLI::App& app) {
   auto arguments = std::make_shared<StreamArguments>();
   CLI::App* command =
-      app.add_subcommand("stream", "Write the stand-alone stream (.qxs) of a model directory");
+      app.add_subcommand("stream", "Write the stand-alone stream (.qxs) of a model directory or bundle");
   command->footer(
       "Prepare the model for streaming if it isn't, and write its stream: by default as "
-      "<name>.qxs in the model's directory. The engine's log lines go to stderr.\n"
+      "<name>.qxs in the model's directory, or beside a bundle (.qxz), which is read in place "
+      "and not prepared again. The engine's log lines go to stderr.\n"
       "Exit status: 0 stream written, 1 the model can't be opened, prepared or streamed.");
-  command->add_option("model", arguments->model, "model directory")->required();
+  command->add_option("model", arguments->model, "model directory or bundle (.qxz)")->required();
   command->add_option("output", arguments->output, "stream file to write");
   command->callback([arguments] {
     try {

@@ -12,6 +12,7 @@
 #include "store/Model.h"
 #include "store/ModelSummary.h"
 #include "stream/StreamSummary.h"
+#include "tools/BundleCommand.h"
 
 namespace qx_tool {
 namespace {
@@ -27,9 +28,10 @@ void InspectStream(std::string const& path) {
   if (!summary->error.empty()) throw CLI::RuntimeError(2);
 }
 
-// A model directory, opened read-only: its objects, files and problems.
+// A model directory or bundle, opened read-only: its objects, files and problems.
 void InspectModel(std::string const& path) {
   QX::Store::Cache cache = QX::Store::Cache::Open(nullptr);
+  if (IsBundlePath(path)) UseTemporaryWorkspace(cache);
   QX::Store::ModelSummary summary;
   try {
     QX::Store::Model model = cache.OpenModel(path.c_str(), true);
@@ -46,11 +48,11 @@ void InspectModel(std::string const& path) {
 
 void AddSummaryCommand(CLI::App& app) {
   CLI::App* command =
-      app.add_subcommand("inspect", "Summarise a stream file (.qxs) or a model directory");
+      app.add_subcommand("inspect", "Summarise a stream file (.qxs), a model directory or a bundle (.qxz)");
   auto path = std::make_shared<std::string>();
-  command->add_option("path", *path, "the stream file or model directory")->required();
+  command->add_option("path", *path, "the stream file, model directory or bundle")->required();
   command->callback([path] {
-    if (std::filesystem::is_directory(*path)) {
+    if (std::filesystem::is_directory(*path) || IsBundlePath(*path)) {
       InspectModel(*path);
     } else {
       InspectStream(*path);

@@ -1,6 +1,7 @@
 // qx: the command line front of the toolkit.
 #include <CLI/CLI.hpp>
 
+#include "tools/BundleCommand.h"
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
 #include "tools/StreamCommand.h"
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
   qx_tool::AddEmbedCommand(app);
   qx_tool::AddStreamCommand(app);
   qx_tool::AddSummaryCommand(app);
+  qx_tool::AddBundleCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

@@ -23,15 +23,15 @@ class PatternFile final : public File {
  public:
   explicit PatternFile(int64_t size) : File("pattern"), size_(size) { state_ = FileState::OpenForReading; }
 
-  void Open(bool, bool, bool) override {}
-  void Close() override {}
-  int64_t Seek(int64_t offset, uint32_t origin) override {
+  void DoOpen(bool, bool, bool) override {}
+  void DoClose() override {}
+  int64_t DoSeek(int64_t offset, uint32_t origin) override {
     if (origin != kSeekBegin || offset < 0) return -1;
     return position_ = offset;
   }
-  bool SetEnd() override { return false; }
-  int64_t Size() override { return size_; }
-  uint64_t Read(void* out, uint64_t n) override {
+  bool DoSetEnd() override { return false; }
+  int64_t DoSize() override { return size_; }
+  uint64_t DoRead(void* out, uint64_t n) override {
     ++reads;
     uint64_t const available = position_ < readable_ ? static_cast<uint64_t>(readable_ - position_) : 0;
     n = std::min(n, available);
@@ -40,8 +40,8 @@ class PatternFile final : public File {
     position_ += static_cast<int64_t>(n);
     return n;
   }
-  uint64_t Write(void const*, uint64_t) override { return 0; }
-  bool Flush() override { return true; }
+  uint64_t DoWrite(void const*, uint64_t) override { return 0; }
+  bool DoFlush() override { return true; }
 
   void Grow(int64_t size) { size_ = readable_ = size; }
   // Bytes past this point fail to read, as on a truncated file.

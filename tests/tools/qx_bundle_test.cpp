@@ -1,0 +1,115 @@
+// `qx bundle` run as a command: every sample model, exported, bundled and
+// streamed from its bundle, gives the stream of its directory; failures
+// leave no bundle behind.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <regex>
+#include <string>
+
+#include "tests/support/TempDir.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path const kModels = fs::path(QX_SHARED_DIR) / "models";
+
+struct QxRun {
+  int code;
+  std::string output;  // stdout and stderr
+};
+
+QxRun Qx(std::string const& arguments) {
+  std::string const command = std::string("'") + QX_TOOL + "' " + arguments + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return {-1, "popen failed"};
+  QxRun run{0, {}};
+  char buffer[4096];
+  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
+  int const status = pclose(pipe);
+  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+std::string Quoted(fs::path const& path) { return "'" + path.string() + "'"; }
+
+// Exports `input` with its work files kept and returns the model directory.
+fs::path ExportedModel(fs::path const& input, fs::path const& page) {
+  QxRun const run = Qx("export " + Quoted(input) + " " + Quoted(page) + " --keep-workdir");
+  EXPECT_EQ(run.code, 0) << run.output;
+  std::smatch kept;
+  if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)")))
+    return {};
+  for (auto const& entry : fs::recursive_directory_iterator(kept[1].str()))
+    if (entry.path().filename() == "_digest.qxi") return entry.path().parent_path();
+  return {};
+}
+
+class QxBundle : public testing::TestWithParam<char const*> {
+ protected:
+  qx_test::TempDir dir;
+};
+
+TEST_P(QxBundle, BundleStreamsAsItsDirectory) {
+  fs::path const input = kModels / GetParam();
+  if (!fs::exists(input)) GTEST_SKIP() << "no sample " << GetParam();
+  fs::path const model = ExportedModel(input, dir / "page.html");
+  ASSERT_FALSE(model.empty());
+
+  QxRun const bundled = Qx("bundle " + Quoted(model) + " " + Quoted(dir / "m.qxz"));
+  ASSERT_EQ(bundled.code, 0) << bundled.output;
+  QxRun const from_directory = Qx("stream " + Quoted(model) + " " + Quoted(dir / "dir.qxs"));
+  ASSERT_EQ(from_directory.code, 0) << from_directory.output;
+  QxRun const from_bundle = Qx("stream " + Quoted(dir / "m.qxz"));  // writes m.qxs beside it
+  ASSERT_EQ(from_bundle.code, 0) << from_bundle.output;
+  std::string const expected = qx_test::ReadText(dir / "dir.qxs");
+  EXPECT_FALSE(expected.empty());
+  EXPECT_TRUE(qx_test::ReadText(dir / "m.qxs") == expected) << "streams differ";
+
+  QxRun const inspected = Qx("inspect " + Quoted(dir / "m.qxz"));
+  EXPECT_EQ(inspected.code, 0) << inspected.output;
+  EXPECT_NE(inspected.output.find("_stream_bounding.qxd"), std::string::npos) << inspected.output;
+  fs::remove_all(model.parent_path().parent_path());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    SampleModels, QxBundle,
+    testing::Values("Duck/Duck.glb", "DamagedHelmet/DamagedHelmet.glb",
+                    "CesiumMilkTruck/CesiumMilkTruck.glb", "ToyCar/ToyCar.gltf",
+                    "2CylinderEngine/2CylinderEngine.glb", "MeshPrimitiveModes/MeshPrimitiveModes.gltf",
+                    "VertexColorTest/VertexColorTest.glb", "AlphaBlendModeTest/AlphaBlendModeTest.glb",
+                    "RecursiveSkeletons/RecursiveSkeletons.glb", "vianney_house_2/scene.gltf",
+                    "stanford_bunny_ply/bun_zipper.ply", "armadillo_obj/armadillo.obj",
+                    "tray_bottom_stl/1002_tray_bottom.STL", "spider_obj/spider.obj",
+                    "pond_pointcloud_ply/pond.0.ply", "chute_holder_dxf/ChuteHolderPrint.DXF"),
+    [](auto const& info) {
+      std::string name = fs::path(info.param).parent_path().string();
+      for (char& c : name)
+        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+      return name;
+    });
+
+TEST(QxBundleFailures, NothingIsLeftBehind) {
+  qx_test::TempDir dir;
+  fs::create_directories(dir / "not-a-model");
+  QxRun const not_model = Qx("bundle " + Quoted(dir / "not-a-model") + " " + Quoted(dir / "x.qxz"));
+  EXPECT_EQ(not_model.code, 1);
+  EXPECT_NE(not_model.output.find("qx bundle: "), std::string::npos) << not_model.output;
+
+  fs::path const model = ExportedModel(kModels / "Duck/Duck.glb", dir / "page.html");
+  if (model.empty()) GTEST_SKIP() << "no sample Duck";
+  QxRun const nowhere = Qx("bundle " + Quoted(model) + " " + Quoted(dir / "missing" / "x.qxz"));
+  EXPECT_EQ(nowhere.code, 1);
+  EXPECT_NE(nowhere.output.find("Unable to open file: "), std::string::npos) << nowhere.output;
+  EXPECT_FALSE(fs::exists(dir / "x.qxz"));
+  EXPECT_FALSE(fs::exists(dir / "missing"));
+  QxRun const writable = Qx("stream " + Quoted(dir / "none.qxz"));
+  EXPECT_EQ(writable.code, 1);
+  fs::remove_all(model.parent_path().parent_path());
+}
+
+}  // namespace
