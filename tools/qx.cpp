@@ -3,6 +3,7 @@
 
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
+#include "tools/ServeCommand.h"
 #include "tools/StreamCommand.h"
 #include "tools/SummaryCommand.h"
 
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
   qx_tool::AddEmbedCommand(app);
   qx_tool::AddStreamCommand(app);
   qx_tool::AddSummaryCommand(app);
+  qx_tool::AddServeCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }
