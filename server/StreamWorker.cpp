@@ -14,25 +14,28 @@ struct StreamWorker::Slot {
 };
 
 StreamWorker::StreamWorker(std::string model_path, Store::Logger* logger)
-    : model_path_(std::move(model_path)), logger_(logger), thread_([this] { Run(); }) {}
+    : model_path_(std::move(model_path)),
+      logger_(logger),
+      signal_(std::make_shared<Signal>()),
+      thread_([this] { Run(); }) {}
 
 StreamWorker::~StreamWorker() {
   {
     std::lock_guard lock(lock_);
     stop_ = true;
   }
-  wake_.notify_one();
+  signal_->Wake();
   thread_.join();
 }
 
 void StreamWorker::Add(std::shared_ptr<SessionChannel> channel) {
-  channel->SetWake([this] { Wake(); });
+  channel->SetWake([signal = signal_] { signal->Wake(); });
   {
     std::lock_guard lock(lock_);
     incoming_.push_back(std::move(channel));
     ++load_;
   }
-  Wake();
+  signal_->Wake();
 }
 
 size_t StreamWorker::Load() const {
@@ -40,19 +43,19 @@ size_t StreamWorker::Load() const {
   return load_;
 }
 
-void StreamWorker::Wake() {
+void StreamWorker::Signal::Wake() {
   {
-    std::lock_guard lock(lock_);
-    signalled_ = true;
+    std::lock_guard guard(lock);
+    rung = true;
   }
-  wake_.notify_one();
+  ring.notify_one();
 }
 
 void StreamWorker::WaitForWork() {
-  std::unique_lock lock(lock_);
-  // The timeout only guards against a lost wake-up; all news wakes us.
-  wake_.wait_for(lock, std::chrono::milliseconds(200), [this] { return signalled_ || stop_; });
-  signalled_ = false;
+  std::unique_lock lock(signal_->lock);
+  // The timeout only guards against a lost wake-up; all news rings.
+  signal_->ring.wait_for(lock, std::chrono::milliseconds(200), [this] { return signal_->rung; });
+  signal_->rung = false;
 }
 
 void StreamWorker::Run() {

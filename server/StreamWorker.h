@@ -33,18 +33,24 @@ class StreamWorker {
 
  private:
   struct Slot;
+  // The worker's alarm; channels hold it shared, so that a connection that
+  // outlives the worker rings nobody.
+  struct Signal {
+    std::mutex lock;
+    std::condition_variable ring;
+    bool rung = false;
+    void Wake();
+  };
   void Run();
   bool Round(std::vector<Slot>& slots);
-  void Wake();
   void WaitForWork();
 
   std::string const model_path_;
   Store::Logger* const logger_;
-  mutable std::mutex lock_;
-  std::condition_variable wake_;
+  std::shared_ptr<Signal> const signal_;
+  mutable std::mutex lock_;  // guards the three below
   std::vector<std::shared_ptr<SessionChannel>> incoming_;
   size_t load_ = 0;
-  bool signalled_ = false;
   bool stop_ = false;
   std::thread thread_;
 };

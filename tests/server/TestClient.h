@@ -57,36 +57,38 @@ class TestClient {
     return !error;
   }
 
-  // The next frame, or nothing on a close, an error or when `timeout` passes.
+  // The next frame, or nothing on a close, an error or when `timeout`
+  // passes. A read that times out stays under way, and the next call goes
+  // on waiting for it.
   std::optional<ReceivedFrame> Read(std::chrono::milliseconds timeout = 20s) {
-    beast::flat_buffer buffer;
-    bool done = false;
-    ws_.async_read(buffer, [&](beast::error_code error, size_t) {
-      done = true;
-      error_ = error;
-    });
+    if (!reading_) {
+      reading_ = true;
+      done_ = false;
+      ws_.async_read(buffer_, [this](beast::error_code error, size_t) {
+        done_ = true;
+        error_ = error;
+      });
+    }
     io_.restart();
     io_.run_for(timeout);
-    if (!done) {
-      beast::error_code ignored;
-      ws_.next_layer().cancel(ignored);
-      io_.restart();
-      io_.run();
+    if (!done_) {
       error_ = net::error::timed_out;
       return std::nullopt;
     }
+    reading_ = false;
     if (error_) return std::nullopt;
-    ReceivedFrame frame{ws_.got_binary(), beast::buffers_to_string(buffer.data())};
+    ReceivedFrame frame{ws_.got_binary(), beast::buffers_to_string(buffer_.data())};
+    buffer_.consume(buffer_.size());
     if (frame.binary) received_ += frame.bytes.size();
     return frame;
   }
 
   void Ack() { Send("{\"type\":\"ack\",\"bytes\":" + std::to_string(received_) + "}"); }
 
-  // Reads binary frames, acknowledging each, until a T of `status` (with
-  // `request_id`, if not 0) has come; appends their bytes to `stream`.
-  // False if the stream broke off first.
-  bool ReadUntilEnd(QX::Store::Bytes& stream, uint32_t status, uint32_t request_id = 0) {
+  // Reads binary frames, acknowledging each unless `ack` is false, until a
+  // T of `status` (with `request_id`, if not 0) has come; appends their
+  // bytes to `stream`. False if the stream broke off first.
+  bool ReadUntilEnd(QX::Store::Bytes& stream, uint32_t status, uint32_t request_id = 0, bool ack = true) {
     for (;;) {
       std::optional<ReceivedFrame> frame = Read();
       if (!frame) return false;
@@ -95,7 +97,7 @@ class TestClient {
         return false;
       }
       stream.insert(stream.end(), frame->bytes.begin(), frame->bytes.end());
-      Ack();
+      if (ack) Ack();
       if (EndsWithPassEnd(frame->bytes, status, request_id)) return true;
     }
   }
@@ -121,7 +123,10 @@ class TestClient {
  private:
   net::io_context io_;
   websocket::stream<tcp::socket> ws_;
+  beast::flat_buffer buffer_;
   beast::error_code error_;
+  bool reading_ = false;
+  bool done_ = false;
   uint64_t received_ = 0;
 };
 
