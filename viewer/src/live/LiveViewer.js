@@ -25,7 +25,7 @@ export function startLive(page) {
   const canvas = app.renderer.domElement;
   const previews = new PreviewBoxes(() => app.invalidate());
   app.scene.add(previews.root);
-  const live = { status: 'Connecting', idle: false, passes: 0, previewsSeen: 0, errors: [], session: null, fitted: false };
+  const live = { status: 'Connecting', idle: false, passes: 0, previewsSeen: 0, previewsBeforeData: false, errors: [], session: null, fitted: false };
   let requestId = 0;
 
   const newSession = () => {
@@ -52,6 +52,7 @@ export function startLive(page) {
     const { state, builder } = live.session;
     if (record.name === 'p') {
       previews.set(record.kind, record.boxes);
+      if (live.previewsSeen === 0 && builder.drawn === 0 && record.boxes.length) live.previewsBeforeData = true;
       live.previewsSeen += record.boxes.length;
     } else if (record.name === 'T') {
       live.passes++;
