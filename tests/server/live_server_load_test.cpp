@@ -58,7 +58,7 @@ TEST_F(LiveServerTest, TwentyViewersEachGetTheWholeModel) {
   uint64_t const before = PeakResidentKiB();
 
   std::vector<Bytes> streams(kViewers);
-  std::vector<bool> finished(kViewers, false);
+  std::vector<char> finished(kViewers, 0);  // not vector<bool>: each thread writes its own
   std::vector<std::thread> viewers;
   for (int i = 0; i < kViewers; ++i) {
     viewers.emplace_back([&, i] {
