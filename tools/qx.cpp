@@ -4,6 +4,7 @@
 #include "tools/BundleCommand.h"
 #include "tools/EmbedCommand.h"
 #include "tools/ExportCommand.h"
+#include "tools/ServeCommand.h"
 #include "tools/StreamCommand.h"
 #include "tools/SummaryCommand.h"
 
@@ -16,6 +17,7 @@ int main(int argc, char** argv) {
   qx_tool::AddStreamCommand(app);
   qx_tool::AddSummaryCommand(app);
   qx_tool::AddBundleCommand(app);
+  qx_tool::AddServeCommand(app);
   CLI11_PARSE(app, argc, argv);
   return 0;
 }

@@ -3,6 +3,7 @@ import { Loader } from './Loader.js';
 import { SceneState } from './SceneState.js';
 import { readModelData } from './pageData.js';
 import { SceneBuilder } from './render/SceneBuilder.js';
+import { isLivePage, startLive } from './live/LiveViewer.js';
 import { Overlay } from './ui/Overlay.js';
 import { ViewerApp } from './ui/ViewerApp.js';
 
@@ -123,7 +124,8 @@ function start() {
 window.addEventListener('error', (event) => fail(event.error ?? event.message));
 window.addEventListener('unhandledrejection', (event) => fail(event.reason));
 try {
-  start();
+  if (isLivePage(document.getElementById('qx-model-data').textContent)) startLive({ overlay, times, signal, fail });
+  else start();
 } catch (err) {
   fail(err);
 }
