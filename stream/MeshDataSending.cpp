@@ -85,9 +85,14 @@ bool AppendStoredRecord(StreamState& state, ModelImpl& model, PagedFile& file, u
   if (!file.Prefetch(int64_t(offset), size)) return false;
   StreamOutput& output = state.output;
   output.WriteModelContext(state.StreamIdOf(model));
+  // Only a record of at least 4 bytes has a tag to look at: a shorter one
+  // (a damaged toc) mustn't read past what was fetched.
   uint8_t head[4];
-  file.Read(int64_t(offset), sizeof head, head);
-  bool const block = size >= 4 && GetU32(head) == Tag::Compressed;
+  bool block = false;
+  if (size >= sizeof head) {
+    file.Read(int64_t(offset), sizeof head, head);
+    block = GetU32(head) == Tag::Compressed;
+  }
   if (block) output.FlushChunk(0);
   Bytes& out = output.Buffer();
   size_t const at = out.size();

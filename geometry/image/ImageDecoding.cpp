@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "geometry/image/ImageCodec.h"
+#include "geometry/image/JpegCheck.h"
 #include "geometry/image/PngFallback.h"
 
 namespace QX::Store {
@@ -27,11 +28,19 @@ bool FitsDecoder(uint32_t size, std::string& reason) {
   return false;
 }
 
+// stb_image sees JPEG data only once its segments have been found sound.
+bool SafeForStb(uint32_t size, uint8_t const* bytes, std::string& reason) {
+  if (!detail::LooksLikeJpeg(bytes, size) || detail::JpegWellFormed(bytes, size)) return true;
+  reason = "malformed JPEG segments";
+  return false;
+}
+
 // Decodes with stb_image after checking the declared size against the
 // memory limit. stb_image itself holds no more than 2^31 bytes of pixels.
 bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::string& reason) {
   int width = 0, height = 0, channels = 0;
   int const length = static_cast<int>(size);
+  if (!SafeForStb(size, bytes, reason)) return false;
   if (!stbi_info_from_memory(bytes, length, &width, &height, &channels)) {
     reason = FailureReason();
     return false;
@@ -78,6 +87,7 @@ bool PlausibleForFileSize(uint64_t width, uint64_t height, uint64_t size) {
 bool ValidateImage(uint32_t size, void const* bytes, uint32_t code, std::string& reason) {
   if (!FitsDecoder(size, reason)) return false;
   auto const* data = static_cast<uint8_t const*>(bytes);
+  if (!SafeForStb(size, data, reason)) return false;
   int width = 0, height = 0, channels = 0;
   if (stbi_info_from_memory(data, static_cast<int>(size), &width, &height, &channels)) return true;
   reason = FailureReason();

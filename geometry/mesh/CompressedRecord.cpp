@@ -2,6 +2,7 @@
 
 #include <lz4.h>
 #include <lz4hc.h>
+#define ZSTD_STATIC_LINKING_ONLY  // ZSTD_getFrameHeader
 #include <zstd.h>
 
 #include <memory>
@@ -16,6 +17,8 @@ constexpr size_t kMinCompressed = 512;
 constexpr size_t kMaxCompressed = 0x7E000000;
 constexpr int kZstdLevel = 15;
 constexpr int kLz4Level = 9;
+// An LZ4 block never expands its data more than 255 times.
+constexpr uint64_t kLz4MaxRatio = 255;
 
 struct ContextDeleter {
   void operator()(ZSTD_CCtx* context) const { ZSTD_freeCCtx(context); }
@@ -56,6 +59,36 @@ size_t Compress(ZSTD_CCtx* context, std::span<uint8_t const> record, uint8_t* to
                                 reinterpret_cast<char*>(to), int(record.size()), int(capacity),
                                 kLz4Level);
   return n > 0 ? size_t(n) : 0;
+}
+
+// The most bytes that one zstd frame of exactly `n` bytes can give, from its
+// block heads: raw and RLE blocks state their size, a compressed block gives
+// at most the frame's block size. 0 if the bytes aren't one whole frame.
+uint64_t ZstdFrameBound(uint8_t const* frame, size_t n) {
+  ZSTD_frameHeader head;
+  if (ZSTD_findFrameCompressedSize(frame, n) != n || ZSTD_getFrameHeader(&head, frame, n) != 0 ||
+      head.frameType != ZSTD_frame)
+    return 0;
+  uint64_t bound = 0;
+  for (size_t at = head.headerSize, last = 0; !last;) {
+    if (at > n || n - at < 3) return 0;
+    uint32_t const block = frame[at] | frame[at + 1] << 8 | uint32_t(frame[at + 2]) << 16;
+    uint32_t const type = (block >> 1) & 3, size = block >> 3;
+    last = block & 1;
+    bound += type == 2 ? head.blockSizeMax : size;
+    at += 3 + (type == 1 ? 1 : size);
+  }
+  return bound;
+}
+
+// Whether `compressed` bytes of `method` can give `size` bytes: a zstd frame
+// states its content size, which its blocks must be able to give; LZ4 is
+// bounded by its ratio. Checked before the output is allocated, so that a
+// head that declares gigabytes over a few bytes allocates nothing.
+bool CanExpandTo(uint8_t const* from, uint32_t compressed, uint32_t method, uint32_t size) {
+  if (method != kZstdMethod) return size <= compressed * kLz4MaxRatio;
+  return ZSTD_getFrameContentSize(from, compressed) == size &&
+         size <= ZstdFrameBound(from, compressed);
 }
 
 bool CompressWith(ZSTD_CCtx* context, std::span<uint8_t const> record, std::vector<uint8_t>& out,
@@ -108,6 +141,7 @@ bool DecompressRecord(std::span<uint8_t const> wrapper, std::vector<uint8_t>& ou
   uint32_t const size = GetU32(wrapper.data() + 12);
   if (compressed > wrapper.size() - kHeadSize || size > kMaxCompressed) return false;
   uint8_t const* const from = wrapper.data() + kHeadSize;
+  if (!CanExpandTo(from, compressed, method, size)) return false;
   size_t const start = out.size();
   out.resize(start + size);
   bool ok = false;

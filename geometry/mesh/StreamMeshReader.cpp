@@ -67,6 +67,8 @@ bool ParseExpanded(std::span<uint8_t const> in, Positions& positions,
       uint64_t(GetU32(in.data() + 24)) + GetU32(in.data() + 28) + GetU32(in.data() + 32);
   uint64_t at = 44 + elements * 12;
   if (at > in.size()) return false;
+  // Every position takes `stride` bytes of the chunks that follow.
+  if (count > (in.size() - at) / stride) return false;
   positions.reserve(count);
   while (at < in.size()) {
     if (in.size() - at < 12 || GetU32(in.data() + at) != kExpandedChunkTag) return false;

@@ -396,3 +396,25 @@ TEST_F(ViewsAndReusedImages, ReusedImageIsReportedWithoutDataAfterItsReuseRecord
 }
 
 }  // namespace
+
+// A toc entry of 1 to 3 bytes at the end of the stream mesh file: the stored
+// record is sent as it is, without a look at 4 bytes past what was fetched.
+TEST_F(StreamFile, TocEntriesShorterThanATagStayInsideTheFile) {
+  for (uint32_t size : {1u, 2u, 3u}) {
+    std::string const name = "short" + std::to_string(size);
+    { SimpleModel(name.c_str(), 1); }
+    uint64_t const end = std::filesystem::file_size(FileOf(name, "_stream_meshes.qxd"));
+    Bytes toc = FileBytes(name, "_stream_meshes_toc.qxd");
+    for (size_t head = 0; head + 16 <= toc.size(); head += 16 + 16 * size_t(toc[head + 8])) {
+      for (size_t at = head + 16; at < head + 16 + 16 * size_t(toc[head + 8]); at += 16) {
+        for (int i = 0; i < 8; ++i) toc[at + i] = uint8_t((end - size) >> (8 * i));
+        for (int i = 0; i < 4; ++i) toc[at + 8 + i] = uint8_t(size >> (8 * i));
+      }
+    }
+    std::ofstream(FileOf(name, "_stream_meshes_toc.qxd"), std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<char const*>(toc.data()), toc.size());
+    Cache other = Cache::Open(&log, &files);
+    Model model = other.OpenModel(PathOf(name).c_str(), false);
+    EXPECT_GT(std::filesystem::file_size(model.GenerateStreamFile(nullptr)), 0u);
+  }
+}

@@ -86,3 +86,28 @@ TEST(CompressedRecord, CorruptWrappersFailWithoutTouchingTheOutput) {
   wrong_tag[0] = 81;
   EXPECT_TRUE(fails(wrong_tag));
 }
+
+// A head that declares far more than its data can give allocates nothing:
+// the output's capacity would otherwise show the declared size.
+TEST(CompressedRecord, DeclaredSizeBeyondWhatTheDataCanGiveAllocatesNothing) {
+  constexpr uint32_t kDeclared = 200u << 20;
+  auto head = [](uint32_t method, std::vector<uint8_t> data) {
+    std::vector<uint8_t> bytes = {90, 0, 0, 0, uint8_t(method), 0, 0, 0};
+    for (uint32_t v : {uint32_t(data.size()), kDeclared})
+      for (int i = 0; i < 4; ++i) bytes.push_back(uint8_t(v >> (8 * i)));
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    return bytes;
+  };
+  // A zstd frame head that states 200 MiB of content over one empty block.
+  std::vector<uint8_t> const frame = {0x28, 0xB5, 0x2F, 0xFD, 0xA0, 0x00, 0x00, 0x80,
+                                      0x0C, 0x01, 0x00, 0x00};
+  std::vector<uint8_t> wrapped;
+  ASSERT_TRUE(CompressRecord(Compressible(4000), wrapped, kLz4Method, 1));
+  std::vector<uint8_t> const lz4(wrapped.begin() + 16, wrapped.end());
+  for (auto const& bytes : {head(kZstdMethod, {}), head(kLz4Method, {1, 2, 3, 4}),
+                            head(kZstdMethod, frame), head(kLz4Method, lz4)}) {
+    std::vector<uint8_t> out;
+    EXPECT_FALSE(DecompressRecord(bytes, out));
+    EXPECT_LT(out.capacity(), size_t{1} << 20);
+  }
+}

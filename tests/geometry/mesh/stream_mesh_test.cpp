@@ -319,6 +319,21 @@ TEST(StreamMesh, CorruptRecordsAreRefused) {
   EXPECT_FALSE(ParseMeshPositions(all, positions, split));
 }
 
+// An expanded head's counts promise positions that its bytes don't hold: it
+// is refused before anything is reserved for them.
+TEST(StreamMesh, ExpandedCountsBeyondTheRecordReserveNothing) {
+  for (uint32_t count : {10000000u, 0xFFFFFFFFu}) {
+    std::vector<uint8_t> head(44, 0);
+    head[0] = 82;
+    for (size_t field : {12, 16, 20})
+      for (int i = 0; i < 4; ++i) head[field + i] = uint8_t(count >> (8 * i));
+    std::vector<std::array<double, 3>> positions;
+    std::array<uint64_t, 2> split{};
+    EXPECT_FALSE(ParseMeshPositions(head, positions, split));
+    EXPECT_LT(positions.capacity(), 1000u);
+  }
+}
+
 TEST(StreamMesh, GarbledStoredRecordsEncodeSafelyOrNotAtAll) {
   TestMesh m = Triangle();
   m.uvs = {{0, 1}};

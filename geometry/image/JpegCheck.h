@@ -1,0 +1,19 @@
+#pragma once
+// A walk over the segments of a JPEG file before any decoder sees it. The
+// decoder trusts parts of the file that a hostile one can break (a Huffman
+// table with more than 256 codes overruns its tables), so JPEG data reaches
+// it only when this walk has found every segment well-formed.
+#include <cstddef>
+#include <cstdint>
+
+namespace QX::Store::detail {
+
+// True for data that begins with a JPEG start-of-image marker.
+bool LooksLikeJpeg(uint8_t const* data, size_t size);
+
+// True if every segment up to the end-of-image marker (or the end of the
+// data) lies inside the data, and every Huffman table has at most 256 codes
+// with lengths that a prefix code can have.
+bool JpegWellFormed(uint8_t const* data, size_t size);
+
+}  // namespace QX::Store::detail
