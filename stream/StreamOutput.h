@@ -37,7 +37,10 @@ class StreamOutput {
   // Hands the out-buffer to the sink as one chunk, compressed if that pays.
   // `extra_flags` is or-ed into the control flags for this chunk only.
   // Returns whether the sink is alive.
+  // A dead sink isn't written to again; the buffer is dropped.
   bool FlushChunk(uint32_t extra_flags);
+  // The last flush of a pass, which tries a dead sink once more.
+  bool FlushLast();
 
   // Makes `stream_model` the context of what follows, writing N if needed.
   void WriteModelContext(uint32_t stream_model);

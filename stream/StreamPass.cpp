@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "geometry/bounding/BoundingBoxD.h"
+#include "store/CacheImpl.h"
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
 #include "store/PagedFile.h"
@@ -129,6 +130,8 @@ class Pass {
         start_(Clock::now()) {}
 
   void Run();
+  // The report at the end of every pass; always leaves the state out of
+  // the pass, also when the sink throws.
   void Finish();
 
  private:
@@ -165,29 +168,13 @@ class Pass {
   Clock::time_point const start_;
 };
 
-// Runs the end of a pass also when an exception leaves it.
-class FinishGuard {
- public:
-  explicit FinishGuard(Pass& pass) : pass_(pass) {}
-  ~FinishGuard() {
-    try {
-      pass_.Finish();
-    } catch (...) {
-      // The exception that ends the pass is the one the caller must see.
-    }
-  }
-
- private:
-  Pass& pass_;
-};
-
 void Pass::Attach() {
-  if (Flag(ControlFlag::StandAlone)) s_.ResolveRequests();
+  if (!s_.live_mode) s_.ResolveRequests();
   std::vector<AttachRequest> batch;
   {
     std::lock_guard lock(s_.attach_lock);
     size_t take = s_.resolved.size();
-    if (!Flag(ControlFlag::StandAlone) && take >= kLiveBatch) take = kLiveBatch;
+    if (s_.live_mode && take >= kLiveBatch) take = kLiveBatch;
     for (size_t i = 0; i < take; ++i) {
       AttachRequest& request = s_.resolved.front();
       AttachGroup* group = request.group;
@@ -280,7 +267,7 @@ bool Pass::SendPriorityKeyedData() {
       open = group->open_requests != 0;
     }
     if (!group->keyed_list.empty() || open) continue;
-    bool const stand_alone = Flag(ControlFlag::StandAlone);
+    bool const stand_alone = !s_.live_mode;
     if (group->notify_id != 0) {
       uint32_t const words[1] = {group->attach_id};
       WriteEvent(out_.Buffer(), kRootStreamModel, kGroupDoneEvent, group->notify_id,
@@ -396,6 +383,13 @@ void Pass::Run() {
 }
 
 void Pass::Finish() {
+  struct EndOfPass {
+    StreamState& state;
+    ~EndOfPass() {
+      state.output.EndPass();
+      state.bits.in_stream = false;
+    }
+  } const end{s_};
   bool const alive = out_.SinkAlive();
   if (!out_.HasPayload() && sink_.bytes_sent == 0 && request_.request_id == 0) {
     bool open;
@@ -410,7 +404,10 @@ void Pass::Finish() {
     } else if (request_.kind == RequestKind::Stream) {
       if (s_.bits.idle_marker_wanted) {
         s_.bits.idle_marker_wanted = false;
-        WriteText(out_.Buffer(), "<IDLE_MARKER>");
+        if (s_.live_mode)
+          WriteLiveText(out_.Buffer(), 0, "<IDLE_MARKER>");
+        else
+          WriteText(out_.Buffer(), "<IDLE_MARKER>");
         s_.bits.idle_reported = false;
       }
       sink_.status = 2;
@@ -428,13 +425,11 @@ void Pass::Finish() {
       }
     }
     WritePassEnd(out_.Buffer(), sink_.status, request_.request_id, PassEndCode(request_.kind));
-    out_.FlushChunk(0);
+    out_.FlushLast();
     s_.counters.total_bytes += sink_.bytes_sent;
     s_.counters.pass_ms = MillisecondsSince(start_);
     WriteStatistics();
   }
-  out_.EndPass();
-  s_.bits.in_stream = false;
 }
 
 void Pass::WriteStatistics() {
@@ -461,12 +456,25 @@ void Pass::WriteStatistics() {
 
 void StreamState::Stream(Streamer& sink, StreamRequest const& request) {
   if (bits.in_stream) throw Exception("Stream() can not be called recursively.");
+  // The attachment thread of this or another live stream of the cache
+  // waits while the pass works on the models.
+  std::lock_guard models(cache->stream_lock);
   output.BeginPass(sink, control_flags);
   bits.in_stream = true;
   counters.pass_ms = counters.keyed_ms = 0;
   Pass pass(*this, sink, request);
-  FinishGuard guard(pass);
-  pass.Run();
+  try {
+    pass.Run();
+  } catch (...) {
+    // The records so far and a T still go out; the caller sees the
+    // exception that ended the pass.
+    try {
+      pass.Finish();
+    } catch (...) {
+    }
+    throw;
+  }
+  pass.Finish();
 }
 
 }  // namespace QX::Store

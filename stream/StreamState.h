@@ -118,7 +118,9 @@ class StreamState {
                        PriorityBuckets* target);
 
   // Attachment: enters a request under its attach id, and moves waiting
-  // requests to the resolved queue, highest order first.
+  // requests to the resolved queue, highest order first. A live caller may
+  // enter requests from any thread; ResolveRequests runs on the thread of
+  // the passes, which holds the cache's stream lock.
   void EnterAttachRequest(AttachRequest request, uint32_t attach_id, uint32_t notify_id,
                           uint8_t hidden);
   void ResolveRequests();
@@ -228,9 +230,15 @@ class StreamState {
 
   uint32_t control_flags = 0;
   StateBits bits;
+  // Fixed at construction: without StandAlone the attachment thread runs.
+  // The thread reads this, never `control_flags`.
+  bool live_mode = false;
 
  private:
   void RunAttachmentThread();
+  // Resolves waiting requests; on the attachment thread each one under the
+  // cache's stream lock.
+  void ResolveWaiting(bool on_thread);
 };
 
 }  // namespace QX::Store
