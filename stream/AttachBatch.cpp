@@ -69,9 +69,7 @@ class Attacher {
     WriteMissing();
     for (AttachRequest* root : roots_) SetUpRoot(*root);
     for (Inclusion const& inclusion : inclusions_) Send(*inclusion.request, inclusion.entry);
-    for (auto& [id, group] : state_.attach_groups)
-      std::stable_sort(group->keyed_list.begin(), group->keyed_list.end(),
-                       [](auto const& a, auto const& b) { return a.second->type < b.second->type; });
+    SortKeyedLists(state_);
     return uint32_t(inclusions_.size());
   }
 
@@ -365,6 +363,13 @@ class Attacher {
 };
 
 }  // namespace
+
+void SortKeyedLists(StreamState& state) {
+  std::lock_guard lock(state.attach_lock);
+  for (auto& [id, group] : state.attach_groups)
+    std::stable_sort(group->keyed_list.begin(), group->keyed_list.end(),
+                     [](auto const& a, auto const& b) { return a.second->type < b.second->type; });
+}
 
 uint32_t AttachBatch(StreamState& state, std::vector<AttachRequest>& batch) {
   return Attacher(state).Run(batch);

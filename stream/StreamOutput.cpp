@@ -101,6 +101,11 @@ void StreamOutput::ReportMissing(uint32_t stream_model, uint32_t key, uint32_t c
   WriteMissingKey(out_, stream_model, key, code);
 }
 
+void StreamOutput::ForgetReports() {
+  reported_missing_.clear();
+  current_model_ = kNoContext;
+}
+
 void StreamOutput::SendKeyedBlock(Bytes& local, uint64_t& counter) {
   if (HasPayload()) FlushChunk(0);
   second_.clear();

@@ -49,6 +49,9 @@ class StreamOutput {
   // Writes an m record unless this (masked code, model, key) was reported.
   void ReportMissing(uint32_t stream_model, uint32_t key, uint32_t code);
 
+  // Forgets what was reported missing, and the model context.
+  void ForgetReports();
+
   // Wraps a buffer of d records into a D block that goes out as a chunk of
   // its own. Empties `local`; adds the chunk's length to `counter`.
   void SendKeyedBlock(Bytes& local, uint64_t& counter);

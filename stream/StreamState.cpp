@@ -9,6 +9,7 @@
 #include "store/CacheImpl.h"
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
+#include "stream/BoundingPreviews.h"
 #include "stream/ControlFlags.h"
 #include "stream/Priorities.h"
 

@@ -28,6 +28,7 @@ namespace QX::Store {
 
 class CacheImpl;
 struct ImageRecord;
+struct PreviewSet;
 struct KeyedData;
 struct StreamRequest;
 
@@ -45,6 +46,13 @@ struct InclusionEntry {
   uint32_t inclusion_id = 0;
   uint32_t stream_model = 0;
   MatrixKey matrix = 0;
+};
+
+// The viewer's mark on one instance of an inclusion.
+struct WantedMark {
+  uint32_t inclusion_id = 0;
+  InstanceKey instance = 0;
+  bool wanted = false;
 };
 
 struct DetachCommand {
@@ -202,17 +210,20 @@ class StreamState {
   std::vector<std::pair<ModelImpl*, KeyedData const*>> idle_keyed;
   std::vector<GroupKey> group_list;
 
-  // Commands that wait for the next pass.
+  // Commands that wait for the next pass; whoever fills them does so
+  // between passes, on the thread of the passes.
   std::vector<uint32_t> restart_commands;
   std::vector<DetachCommand> detach_commands;
   std::vector<uint32_t> detach_replies;
   std::unordered_map<MeshRecord const*, BoundingBox> mesh_boxes;
   std::unordered_map<MeshList const*, BoundingBox> list_boxes;
-  bool wanted_apply = false;
+  bool wanted_apply = false;  // the next pass gives every item wanted_value
   bool wanted_value = false;
+  std::vector<WantedMark> wanted_marks;  // applied behind wanted_apply
   SelectionCommands selection_commands;
 
-  // Previews: items that the budget holds out.
+  // Previews, made on first need; and the items that the budget holds out.
+  std::unique_ptr<PreviewSet> previews;
   std::unordered_set<StreamInstance*> ejected_items;
 
   // Levels of mesh lists.
