@@ -125,22 +125,13 @@ Pairs ExpandGroupIncs(StreamState& state, Pairs const& incs, bool follow) {
     auto const [model, group] = work.back();
     work.pop_back();
     if (!seen.insert({model, group}).second) continue;
-    GroupEntry* entry = model->groups.Find(group);
-    if (entry == nullptr) continue;
-    model->LoadGroup(*entry);
-    std::vector<uint32_t> const& w = entry->words;
-    size_t at = 1;
-    for (int part = 0; part < 2 && at < w.size(); ++part) {
-      uint64_t const n = w[at++];
-      for (uint64_t i = 0; i < n && at + 1 < w.size(); ++i, at += 2) {
-        ModelImpl* owner = IncludedModel(state, *model, w[at]);
-        if (owner == nullptr) continue;
-        if (part == 0)
-          found.insert({state.StreamIdOf(*owner), w[at + 1]});
-        else if (follow)
-          work.emplace_back(owner, w[at + 1]);
-      }
-    }
+    GroupPairs const pairs = ReadGroup(*model, group);
+    for (auto const& [include, instance] : pairs.instances)
+      if (ModelImpl* owner = IncludedModel(state, *model, include))
+        found.insert({state.StreamIdOf(*owner), instance});
+    if (!follow) continue;
+    for (auto const& [include, inner] : pairs.groups)
+      if (ModelImpl* owner = IncludedModel(state, *model, include)) work.emplace_back(owner, inner);
   }
   return Pairs(found.begin(), found.end());
 }

@@ -119,28 +119,6 @@ void DataIds(StreamState& state, Pairs const& ids) {
   SendKeyedData(state, collected, 0xFFFFFFFFu);
 }
 
-// The pairs of a group's block: its instance pairs, then its group pairs.
-struct GroupPairs {
-  Pairs instances;
-  Pairs groups;
-};
-
-GroupPairs ReadGroup(ModelImpl& model, GroupKey key) {
-  GroupPairs pairs;
-  GroupEntry* group = model.groups.Find(key);
-  if (group == nullptr) return pairs;
-  model.LoadGroup(*group);
-  std::vector<uint32_t> const& w = group->words;
-  size_t at = 1;  // behind the word count
-  for (Pairs* out : {&pairs.instances, &pairs.groups}) {
-    if (at >= w.size()) break;
-    uint64_t const n = w[at++];
-    for (uint64_t i = 0; i < n && at + 1 < w.size(); ++i, at += 2)
-      out->emplace_back(w[at], w[at + 1]);
-  }
-  return pairs;
-}
-
 // Walks groups from `start`, each (model, group) once, following their
 // group pairs if `follow`; calls `visit` for each.
 template <class Visit>
@@ -207,14 +185,12 @@ void KeysByModel(StreamState& state, Pairs const& ids, Send send) {
   }
 }
 
-void PushKeys(StreamState& state, ModelImpl const& model, uint32_t kind,
-              std::vector<uint32_t>& words) {
+void PushKeys(ModelImpl const& model, uint32_t kind, std::vector<uint32_t>& words) {
   if (kind == KeyKind::Data)
     for (auto const& entry : model.keyed_data) words.push_back(entry.key);
   if (kind == KeyKind::Instance)
     for (auto const& entry : model.instances)
       if (HasStreamData(model, entry.value.mesh)) words.push_back(entry.key);
-  (void)state;
 }
 
 void KeyInfo(StreamState& state, StreamRequest const& request) {
@@ -229,7 +205,7 @@ void KeyInfo(StreamState& state, StreamRequest const& request) {
       if (model == nullptr || !counted.insert(stream_model).second) continue;
       if (counted.size() > 1) words.push_back(kSeparator);
       words.push_back(stream_model);
-      PushKeys(state, *model, kind, words);
+      PushKeys(*model, kind, words);
     }
     if (count_first)
       words.insert(words.begin(),
@@ -237,7 +213,7 @@ void KeyInfo(StreamState& state, StreamRequest const& request) {
   } else {
     ModelImpl* model = StreamModel(state, request.key_id);
     if (model == nullptr) return ReportModel(state, request.key_id);
-    PushKeys(state, *model, kind, words);
+    PushKeys(*model, kind, words);
     if (count_first) words.insert(words.begin(), uint32_t(words.size()));
   }
   WriteEvent(state.output.Buffer(), request.key_id, request.key_code, request.request_id, words);
@@ -315,6 +291,22 @@ ModelImpl* IncludedModel(StreamState& state, ModelImpl& model, IncludeKey includ
     stream_model = it->second;
   }
   return StreamModel(state, stream_model);
+}
+
+GroupPairs ReadGroup(ModelImpl& model, GroupKey key) {
+  GroupPairs pairs;
+  GroupEntry* group = model.groups.Find(key);
+  if (group == nullptr) return pairs;
+  model.LoadGroup(*group);
+  std::vector<uint32_t> const& w = group->words;
+  size_t at = 1;  // behind the word count
+  for (Pairs* out : {&pairs.instances, &pairs.groups}) {
+    if (at >= w.size()) break;
+    uint64_t const n = w[at++];
+    for (uint64_t i = 0; i < n && at + 1 < w.size(); ++i, at += 2)
+      out->emplace_back(w[at], w[at + 1]);
+  }
+  return pairs;
 }
 
 ModelImpl* StreamModel(StreamState& state, uint32_t stream_model) {

@@ -5,6 +5,8 @@
 // queue. Each answer goes through the Send... operations, so what went out
 // before isn't sent again; the T of the pass carries the request id.
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "stream/StreamRequest.h"
 
@@ -36,6 +38,14 @@ bool HasStreamData(ModelImpl const& model, uint32_t key);
 
 // The model that a stream model id names, if the stream holds it.
 ModelImpl* StreamModel(StreamState& state, uint32_t stream_model);
+// The pairs of a group's block, (include key, key) each: its instances,
+// then its groups. Empty for an unknown group.
+struct GroupPairs {
+  std::vector<std::pair<uint32_t, uint32_t>> instances;
+  std::vector<std::pair<uint32_t, uint32_t>> groups;
+};
+GroupPairs ReadGroup(ModelImpl& model, uint32_t group);
+
 // The model that an include key of `model` names, if the stream holds it;
 // key 0 and self includes name the model itself.
 ModelImpl* IncludedModel(StreamState& state, ModelImpl& model, uint32_t include);

@@ -153,6 +153,8 @@ void Restart(StreamState& state) {
   state.meshes_due.clear();
   state.trees_sent.clear();
   state.models_seen.clear();
+  state.list_levels.clear();
+  state.duplicate_counts.clear();
   ForgetIds(state);
 
   state.attached.clear();
