@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -66,6 +67,9 @@ class CacheImpl {
   std::unordered_map<ModelId, std::shared_ptr<ModelImpl>, KeyHasher> models;
   std::shared_ptr<ModelImpl> empty_model;
   FileSystem* file_system;
+  // Held by a live stream's pass and by its attachment thread while they
+  // touch the cache or its models, so that the two never meet in a model.
+  std::mutex stream_lock;
 
  private:
   RegistryEntry& Register(std::string const& key, std::string const& location, ModelId id);

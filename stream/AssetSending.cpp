@@ -69,8 +69,9 @@ void SendInstance(StreamState& state, StreamInstance& item) {
   ModelImpl& model = *item.model;
   Instance const& i = *item.instance;
   uint32_t const inclusion_id = item.attached->inclusion_id;
-  // An instance goes out once for each inclusion that places it.
-  if (!state.sent.instances.insert(uint64_t(inclusion_id) << 32 | i.key).second) return;
+  // An instance goes out once per model; the viewer places it under each
+  // inclusion of its model.
+  if (!FirstTime(state.sent.instances, model, i.key)) return;
   if (i.extension && i.extension->type == 1) WriteExtension(InContext(state, model), i);
   SendMaterials(state, model, {i.face_material, i.line_material, i.point_material});
   SendMaterialMaps(state, model, {i.face_material_map, i.line_material_map, i.point_material_map});

@@ -9,7 +9,6 @@
 #include "store/ModelImpl.h"
 #include "stream/AssetRecords.h"
 #include "stream/AssetSending.h"
-#include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "stream/StreamPreparation.h"
 #include "stream/StreamState.h"
@@ -63,16 +62,14 @@ class Attacher {
   explicit Attacher(StreamState& state)
       : state_(state),
         out_(state.output.Buffer()),
-        stand_alone_((state.control_flags & ControlFlag::StandAlone) != 0) {}
+        stand_alone_(!state.live_mode) {}
 
   uint32_t Run(std::vector<AttachRequest>& batch) {
     for (AttachRequest& request : batch) Place(request);
     WriteMissing();
     for (AttachRequest* root : roots_) SetUpRoot(*root);
     for (Inclusion const& inclusion : inclusions_) Send(*inclusion.request, inclusion.entry);
-    for (auto& [id, group] : state_.attach_groups)
-      std::stable_sort(group->keyed_list.begin(), group->keyed_list.end(),
-                       [](auto const& a, auto const& b) { return a.second->type < b.second->type; });
+    SortKeyedLists(state_);
     return uint32_t(inclusions_.size());
   }
 
@@ -134,10 +131,25 @@ class Attacher {
     WriteKeyProperty(out_, kRootStreamModel, stream_model, group.attach_id, 3);
     if (state_.bits.views_sent) return;
     state_.bits.views_sent = true;
-    if (View const* first = model.views.Find(model.default_view))
+    if (View const* first = model.views.Find(model.default_view)) {
+      View const shown = stand_alone_ ? *first : InScene(*first, request.matrix);
+      TakeCamera(shown);
       SendView(model, *first, request.matrix);
+    }
     for (auto const& entry : model.views)
       if (entry.key != model.default_view) SendView(model, entry.value, request.matrix);
+  }
+
+  // The default view's camera becomes the stream's until the viewer sends one.
+  void TakeCamera(View const& view) {
+    if (view.projection == 0 || view.projection > uint32_t(Projection::Stretched)) return;
+    ViewState& v = state_.view;
+    v.projection = Projection(view.projection);
+    v.position = view.position;
+    v.target = view.target;
+    v.up = view.up;
+    v.field_width = v.view_width = view.width;
+    v.field_height = view.height;
   }
 
   void SendView(ModelImpl& model, View const& view, Matrix const& matrix) {
@@ -262,6 +274,8 @@ class Attacher {
       ++state.item_count;
       state.items.push_back(&item);
       SetFlags(item, *instance);
+      // What the mesh holds decides the weight, not what the instance shows.
+      item.weight = (mesh->classes & 1) ? 1.0f : 0.01f;
       RegisterImages(item, *instance);
       RegisterMeshData(item, *mesh);
     }
@@ -276,7 +290,6 @@ class Attacher {
       item.flags.modifier_14 = (modifiers & kModifier14) != 0;
       uint32_t const flags = o && o->flags != 0xFFFFFFFFu ? o->flags : instance.flags;
       item.flags.classes = request.group->hidden ? 0 : flags & kInstanceFlagMask;
-      item.weight = (item.flags.classes & 1) ? 1.0f : 0.01f;
     }
 
     void AddUser(ModelImpl& owner, ImageKey key, StreamInstance& item) {
@@ -346,6 +359,13 @@ class Attacher {
 };
 
 }  // namespace
+
+void SortKeyedLists(StreamState& state) {
+  std::lock_guard lock(state.attach_lock);
+  for (auto& [id, group] : state.attach_groups)
+    std::stable_sort(group->keyed_list.begin(), group->keyed_list.end(),
+                     [](auto const& a, auto const& b) { return a.second->type < b.second->type; });
+}
 
 uint32_t AttachBatch(StreamState& state, std::vector<AttachRequest>& batch) {
   return Attacher(state).Run(batch);

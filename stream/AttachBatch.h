@@ -13,4 +13,7 @@ class StreamState;
 // Attaches `batch` in order and returns the number of models attached.
 uint32_t AttachBatch(StreamState& state, std::vector<AttachRequest>& batch);
 
+// Sorts the priority keyed data of every attach group by type word.
+void SortKeyedLists(StreamState& state);
+
 }  // namespace QX::Store

@@ -36,6 +36,7 @@ struct AttachRequest {
   IncludeKey include_key = 0;
   uint32_t parent_stream_id = 0;
   ModelId model_id = kNoModel;
+  std::vector<ModelId> chain;  // the models that include this one, outermost first
   bool by_id = false;
   bool root = false;
   bool matrix_final = false;

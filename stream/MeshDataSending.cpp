@@ -6,6 +6,7 @@
 #include "store/ModelImpl.h"
 #include "store/PagedFile.h"
 #include "stream/AssetSending.h"
+#include "stream/BoundingPreviews.h"
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "stream/StreamState.h"
@@ -227,7 +228,7 @@ bool EmitQueue(StreamState& state, PriorityBuckets& queue, uint64_t budget, bool
       } else {
         output.ReportMissing(state.StreamIdOf(model), item.mesh->key, kNoMeshData);
       }
-      // Previews of the item would be dropped here once it has its data.
+      if (flags.data_sent && state.previews) PreviewLoaded(state, item);
       model.CloseFiles();
     }
     if (!flags.instance_sent) SendInstanceItem(state, item);

@@ -4,6 +4,7 @@
 // bucket 0 is first-in, first-out; the others stay unordered until reached.
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace QX::Store {
@@ -36,6 +37,11 @@ class PriorityBuckets {
   uint64_t Count() const { return count_; }
   bool Empty() const { return count_ == 0; }
   float Threshold(int bucket) const { return thresholds_[bucket]; }
+  // The entries still waiting in a bucket, in no promised order.
+  std::span<PriorityEntry const> Waiting(int bucket) const {
+    std::span<PriorityEntry const> all(buckets_[bucket]);
+    return bucket == 0 ? all.subspan(head_) : all;
+  }
 
  private:
   PriorityEntry const& Peek();

@@ -3,6 +3,8 @@
 // attachment thread that does this beside the passes in live mode.
 #include <algorithm>
 #include <chrono>
+#include <string>
+#include <thread>
 
 #include "geometry/bounding/BoundingBoxD.h"
 #include "files/File.h"
@@ -13,7 +15,6 @@
 #include "store/CacheImpl.h"
 #include "store/ModelImpl.h"
 #include "store/ModelIncludes.h"
-#include "stream/ControlFlags.h"
 #include "stream/StreamState.h"
 
 namespace QX::Store {
@@ -37,8 +38,7 @@ BoundingBox CornersThrough(BoundingBox const& box, Matrix const& m) {
 Matrix Compose(StreamState const& state, Matrix const& own, Matrix const& parent, double parent_unit,
                double child_unit) {
   Matrix composed = Concat(own, parent);
-  bool const live = (state.control_flags & ControlFlag::StandAlone) == 0;
-  if (live && parent_unit != 0 && child_unit != 0 && parent_unit != child_unit) {
+  if (state.live_mode && parent_unit != 0 && child_unit != 0 && parent_unit != child_unit) {
     double const s = child_unit / parent_unit;
     Matrix const scale = {s, 0, 0, 0, s, 0, 0, 0, s, 0, 0, 0};
     composed = Concat(scale, composed);
@@ -109,6 +109,8 @@ class IncludeExpansion {
     child.matrix = Compose(state_, own, request_.matrix, unit_, unit_);
     Widen(box, child.matrix);
     child.model = request_.model;
+    child.name = request_.name;
+    child.chain = request_.chain;
     child.by_id = child.root = child.matrix_final = true;
     child.unit_scale = -1;
     child.include_key = include.key;
@@ -122,17 +124,24 @@ class IncludeExpansion {
   void ForeignInclude(IncludeRecord const& include, Matrix const& own) {
     AttachedModel const* attached = model_.attached_models.Find(include.attached_id);
     if (attached == nullptr) return;
+    ModelId const id = ResolveAttached(model_, include.attached_id, attached->path, known_);
+    if (id != kNoModel && InChain(id)) {
+      state_.Log("Skipped an include cycle: model %s includes %s", model_.name.c_str(),
+                 attached->path.c_str());
+      return;
+    }
     AttachRequest child;
     child.group = request_.group;
     child.include_key = include.key;
     child.parent_stream_id = stream_id_;
+    child.name = attached->path;
     ++request_.group->open_requests;
-    ModelId const id = ResolveAttached(model_, include.attached_id, attached->path, known_);
     if (id == kNoModel) {
-      child.name = attached->path;
       state_.resolved.push_back(std::move(child));
       return;
     }
+    child.chain = request_.chain;
+    child.chain.push_back(model_.id);
     child.by_id = true;
     child.model_id = id;
     child.order = state_.next_order;
@@ -149,6 +158,12 @@ class IncludeExpansion {
     }
     state_.waiting.push_back(std::move(child));
     std::push_heap(state_.waiting.begin(), state_.waiting.end(), LowerOrder);
+  }
+
+  // Whether `id` is this model or one that includes it on the request's way.
+  bool InChain(ModelId id) const {
+    return id == model_.id ||
+           std::find(request_.chain.begin(), request_.chain.end(), id) != request_.chain.end();
   }
 
   // Larger models first: the product of the box's extents above 0.
@@ -200,6 +215,23 @@ void ResolveRequest(StreamState& state, AttachRequest request) {
   state.resolved.push_back(std::move(request));
 }
 
+// A model that can't be opened or read becomes a missing model of its
+// request: the stream goes on without it.
+void ResolveGuarded(StreamState& state, AttachRequest request) {
+  AttachRequest missing;
+  missing.name = request.name.empty() ? "model " + std::to_string(request.model_id) : request.name;
+  missing.group = request.group;
+  missing.include_key = request.include_key;
+  missing.parent_stream_id = request.parent_stream_id;
+  try {
+    ResolveRequest(state, std::move(request));
+  } catch (std::exception const& e) {
+    state.Log("Failed to attach model %s: %s", missing.name.c_str(), e.what());
+    std::lock_guard lock(state.attach_lock);
+    state.resolved.push_back(std::move(missing));
+  }
+}
+
 }  // namespace
 
 uint32_t StreamState::StreamIdOf(ModelImpl const& model) {
@@ -226,24 +258,28 @@ void StreamState::EnterAttachRequest(AttachRequest request, uint32_t attach_id,
   std::push_heap(waiting.begin(), waiting.end(), LowerOrder);
 }
 
-void StreamState::ResolveRequests() {
+void StreamState::ResolveRequests() { ResolveWaiting(false); }
+
+void StreamState::ResolveWaiting(bool on_thread) {
   Clock::time_point const start = Clock::now();
-  bool const live = (control_flags & ControlFlag::StandAlone) == 0;
   size_t count = 0;
-  std::unique_lock lock(attach_lock);
-  while (!waiting.empty()) {
-    std::pop_heap(waiting.begin(), waiting.end(), LowerOrder);
-    AttachRequest request = std::move(waiting.back());
-    waiting.pop_back();
-    lock.unlock();
-    ResolveRequest(*this, std::move(request));
+  while (true) {
+    std::unique_lock<std::mutex> models;
+    if (on_thread) models = std::unique_lock(cache->stream_lock);
+    AttachRequest request;
+    {
+      std::lock_guard lock(attach_lock);
+      if (waiting.empty()) break;
+      std::pop_heap(waiting.begin(), waiting.end(), LowerOrder);
+      request = std::move(waiting.back());
+      waiting.pop_back();
+    }
+    ResolveGuarded(*this, std::move(request));
     ++count;
-    lock.lock();
-    if (live && Clock::now() - start > kLiveResolveTime) break;
+    if (live_mode && Clock::now() - start > kLiveResolveTime) break;
   }
-  lock.unlock();
   if (count > kManyResolved) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  if (!live && count != 0) {
+  if (!live_mode && count != 0) {
     auto const ms = unsigned(
         std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
     if (count == 1)
@@ -255,7 +291,7 @@ void StreamState::ResolveRequests() {
 
 void StreamState::RunAttachmentThread() {
   while (!stop_attaching) {
-    ResolveRequests();
+    ResolveWaiting(true);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }

@@ -36,9 +36,23 @@ void StreamOutput::EndPass() {
   second_.clear();
 }
 
-bool StreamOutput::FlushChunk(uint32_t extra_flags) {
-  if (!HasPayload()) return true;
+bool StreamOutput::FlushLast() {
   if (sink_ == nullptr) return false;
+  bool const alive = sink_alive_;
+  sink_alive_ = true;
+  bool const ok = FlushChunk(0);
+  sink_alive_ = alive && ok;
+  return sink_alive_;
+}
+
+bool StreamOutput::FlushChunk(uint32_t extra_flags) {
+  if (!HasPayload()) return sink_alive_;
+  if (sink_ == nullptr) return false;
+  if (!sink_alive_) {
+    current_model_ = kNoContext;
+    out_.assign(header_reserve_, 0);
+    return false;
+  }
   std::span<uint8_t const> const payload(out_.data() + header_reserve_,
                                          out_.size() - header_reserve_);
   uint32_t const first = payload.size() >= 4 ? GetU32(payload.data()) : 0;
@@ -53,7 +67,17 @@ bool StreamOutput::FlushChunk(uint32_t extra_flags) {
   sink_->bytes_sent += uint32_t(chunk->size());
 
   auto const start = std::chrono::steady_clock::now();
-  bool const ok = sink_->Write(chunk->data(), chunk->size());
+  bool ok = false;
+  try {
+    ok = sink_->Write(chunk->data(), chunk->size());
+  } catch (...) {
+    // A sink that throws is dead; what it was given is dropped.
+    sink_alive_ = false;
+    second_.clear();
+    out_.assign(header_reserve_, 0);
+    current_model_ = kNoContext;
+    throw;
+  }
   write_ms_ = uint32_t(std::chrono::duration_cast<std::chrono::milliseconds>(
                            std::chrono::steady_clock::now() - start)
                            .count());
@@ -75,6 +99,11 @@ void StreamOutput::ReportMissing(uint32_t stream_model, uint32_t key, uint32_t c
   uint64_t const pair = uint64_t(stream_model) << 32 | key;
   if (!reported_missing_[code & KeyKind::MissingMask].insert(pair).second) return;
   WriteMissingKey(out_, stream_model, key, code);
+}
+
+void StreamOutput::ForgetReports() {
+  reported_missing_.clear();
+  current_model_ = kNoContext;
 }
 
 void StreamOutput::SendKeyedBlock(Bytes& local, uint64_t& counter) {

@@ -37,7 +37,10 @@ class StreamOutput {
   // Hands the out-buffer to the sink as one chunk, compressed if that pays.
   // `extra_flags` is or-ed into the control flags for this chunk only.
   // Returns whether the sink is alive.
+  // A dead sink isn't written to again; the buffer is dropped.
   bool FlushChunk(uint32_t extra_flags);
+  // The last flush of a pass, which tries a dead sink once more.
+  bool FlushLast();
 
   // Makes `stream_model` the context of what follows, writing N if needed.
   void WriteModelContext(uint32_t stream_model);
@@ -45,6 +48,9 @@ class StreamOutput {
 
   // Writes an m record unless this (masked code, model, key) was reported.
   void ReportMissing(uint32_t stream_model, uint32_t key, uint32_t code);
+
+  // Forgets what was reported missing, and the model context.
+  void ForgetReports();
 
   // Wraps a buffer of d records into a D block that goes out as a chunk of
   // its own. Empties `local`; adds the chunk's length to `counter`.

@@ -9,13 +9,17 @@
 #include <thread>
 
 #include "geometry/bounding/BoundingBoxD.h"
+#include "store/CacheImpl.h"
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
 #include "store/PagedFile.h"
 #include "stream/AssetSending.h"
 #include "stream/AttachBatch.h"
+#include "stream/BoundingPreviews.h"
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
+#include "stream/RequestsById.h"
+#include "stream/StreamCommands.h"
 #include "stream/StreamRequest.h"
 #include "stream/StreamState.h"
 
@@ -30,49 +34,6 @@ constexpr uint64_t kLiveBudget = 0x40000;
 constexpr size_t kLiveBatch = 256;
 constexpr uint32_t kGroupDoneEvent = 0x1000000B;
 
-char const* KindName(RequestKind kind) {
-  static char const* const names[] = {"NOTHING",
-                                      "VERSION",
-                                      "DIGEST",
-                                      "BOUNDINGS",
-                                      "STREAM",
-                                      "MESH_IDS",
-                                      "IMAGE_IDS",
-                                      "DATA_IDS",
-                                      "GROUP_IDS",
-                                      "MATERIAL_IDS",
-                                      "MATRIX_IDS",
-                                      "MATERIAL_MAP_IDS",
-                                      "COMPUTE_INSTANCE_INC_BOUNDING",
-                                      "GET_KEY_INFO",
-                                      "INSTANCE_IDS_WITH_MESH_DATA",
-                                      "INSTANCE_IDS_WITHOUT_MESH_DATA",
-                                      "INSTANCE_GROUP_INCS_WITH_MESH_DATA",
-                                      "INSTANCE_GROUP_INCS_WITHOUT_MESH_DATA",
-                                      "DEBUG_WORST_BOUNDING_RESIDUE"};
-  auto const index = uint32_t(kind);
-  return index < std::size(names) ? names[index] : "UNKNOWN";
-}
-
-// The key code that T carries for each kind of request.
-uint32_t PassEndCode(RequestKind kind) {
-  switch (kind) {
-    case RequestKind::MeshIds: return 7;
-    case RequestKind::ImageIds: return 8;
-    case RequestKind::DataIds: return 1;
-    case RequestKind::GroupIds: return 10;
-    case RequestKind::MaterialIds: return 3;
-    case RequestKind::MatrixIds: return 4;
-    case RequestKind::MaterialMapIds: return 2;
-    case RequestKind::ComputeInstanceIncBounding: return 12;
-    case RequestKind::InstanceIdsWithMeshData: return 0x20000005;
-    case RequestKind::InstanceIdsWithoutMeshData: return 5;
-    case RequestKind::InstanceGroupIncsWithMeshData: return 0x60000005;
-    case RequestKind::InstanceGroupIncsWithoutMeshData: return 0x40000005;
-    default: return 0;
-  }
-}
-
 unsigned MillisecondsSince(Clock::time_point start) {
   return unsigned(
       std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count());
@@ -86,18 +47,6 @@ std::array<uint64_t, 11> SentSizes(StreamState const& s) {
           s.counters.meshes_with_data,   s.image_progress.size(),
           s.counters.images_sent,        s.sent.clip_regions.size(),
           s.sent.poly_polygons.size()};
-}
-
-bool HasStreamData(ModelImpl const& model, MeshKey key) {
-  MeshEntry const* entry = model.meshes.Find(key);
-  if (entry == nullptr) return false;
-  if (entry->kind == MeshKind::List) {
-    auto const& list = model.mesh_lists[entry->index];
-    return !list.empty() && HasStreamData(model, list.front());
-  }
-  MeshRecord const* mesh = model.FindMesh(key);
-  if (mesh != nullptr && mesh->duplicate_of != 0) mesh = model.FindMesh(mesh->duplicate_of);
-  return mesh != nullptr && !mesh->toc.empty() && mesh->toc.front().size != ~uint32_t{0};
 }
 
 // The instances with stream data of the models that an attach id brought
@@ -122,13 +71,13 @@ class Pass {
         sink_(sink),
         request_(request),
         out_(state.output),
-        instances_(state.counters.instances_sent),
-        keyed_(state.sent.keyed_data.size()),
-        files_(state.files_opened ? *state.files_opened : 0),
-        sizes_(SentSizes(state)),
-        start_(Clock::now()) {}
+        start_(Clock::now()) {
+    TakeBaselines();
+  }
 
   void Run();
+  // The report at the end of every pass; always leaves the state out of
+  // the pass, also when the sink throws.
   void Finish();
 
  private:
@@ -142,6 +91,19 @@ class Pass {
     return s_.scene_root ? s_.StreamIdOf(s_.scene_root.Impl()) : kRootStreamModel;
   }
 
+  // What the statistics line counts from.
+  void TakeBaselines() {
+    instances_ = s_.counters.instances_sent;
+    keyed_ = s_.sent.keyed_data.size();
+    files_ = s_.files_opened ? *s_.files_opened : 0;
+    sizes_ = SentSizes(s_);
+  }
+  bool IsSelection() const {
+    RequestKind const k = request_.kind;
+    return k == RequestKind::InstanceIdsWithMeshData || k == RequestKind::InstanceIdsWithoutMeshData ||
+           k == RequestKind::InstanceGroupIncsWithMeshData ||
+           k == RequestKind::InstanceGroupIncsWithoutMeshData;
+  }
   void Attach();
   void ChangeLevels();
   void FirstBounds();
@@ -158,36 +120,21 @@ class Pass {
   StreamOutput& out_;
   uint64_t budget_ = kLiveBudget;
   bool bounds_dirty_ = false;
-  uint32_t const instances_;
-  uint64_t const keyed_;
-  uint64_t const files_;
-  std::array<uint64_t, 11> const sizes_;
+  std::vector<uint32_t> notices_;  // of the detaches of this pass
+  uint32_t instances_ = 0;
+  uint64_t keyed_ = 0;
+  uint64_t files_ = 0;
+  std::array<uint64_t, 11> sizes_{};
   Clock::time_point const start_;
 };
 
-// Runs the end of a pass also when an exception leaves it.
-class FinishGuard {
- public:
-  explicit FinishGuard(Pass& pass) : pass_(pass) {}
-  ~FinishGuard() {
-    try {
-      pass_.Finish();
-    } catch (...) {
-      // The exception that ends the pass is the one the caller must see.
-    }
-  }
-
- private:
-  Pass& pass_;
-};
-
 void Pass::Attach() {
-  if (Flag(ControlFlag::StandAlone)) s_.ResolveRequests();
+  if (!s_.live_mode) s_.ResolveRequests();
   std::vector<AttachRequest> batch;
   {
     std::lock_guard lock(s_.attach_lock);
     size_t take = s_.resolved.size();
-    if (!Flag(ControlFlag::StandAlone) && take >= kLiveBatch) take = kLiveBatch;
+    if (s_.live_mode && take >= kLiveBatch) take = kLiveBatch;
     for (size_t i = 0; i < take; ++i) {
       AttachRequest& request = s_.resolved.front();
       AttachGroup* group = request.group;
@@ -201,7 +148,7 @@ void Pass::Attach() {
     for (auto const& [id, group] : s_.attach_groups) group->more_to_come = group->open_requests != 0;
   }
   if (batch.empty()) return;
-  // Bounding previews are dropped here before new models come in.
+  DropPreviews(s_);
   Clock::time_point const start = Clock::now();
   uint32_t const attached = AttachBatch(s_, batch);
   if (attached == 0) return;
@@ -239,7 +186,6 @@ void Pass::FirstBounds() {
   out_.WriteModelContext(RootStreamId());
   WriteBounds(out_.Buffer(), s_.bounds, s_.bounds_weight);
   s_.bits.bounds_unsent = false;
-  // Detach commands and the wanted mark of the viewer are carried out here.
 }
 
 bool Pass::Recompute() {
@@ -249,11 +195,11 @@ bool Pass::Recompute() {
   uint32_t const old_weight = s_.bounds_weight;
   BoundingBox bounds = s_.bounds_sent ? BoundingBox{} : s_.bounds;
   uint32_t weight = 0;
-  // New boxes that the viewer reported for meshes would be taken over here.
-  for (StreamInstance const* item : s_.items) {
-    weight += item->instance->weight;
+  for (StreamInstance* item : s_.items) {
+    if (!TakeNewBox(s_, *item)) weight += item->instance->weight;
     Unite(bounds, item->bounds);
   }
+  for (uint32_t notice : notices_) WriteRemovalNotice(out_.Buffer(), notice);
   if (bounds.Valid()) s_.bounds = bounds;
   s_.bounds_weight = weight;
   bool const same = std::memcmp(&old_bounds, &s_.bounds, sizeof old_bounds) == 0;
@@ -280,7 +226,7 @@ bool Pass::SendPriorityKeyedData() {
       open = group->open_requests != 0;
     }
     if (!group->keyed_list.empty() || open) continue;
-    bool const stand_alone = Flag(ControlFlag::StandAlone);
+    bool const stand_alone = !s_.live_mode;
     if (group->notify_id != 0) {
       uint32_t const words[1] = {group->attach_id};
       WriteEvent(out_.Buffer(), kRootStreamModel, kGroupDoneEvent, group->notify_id,
@@ -362,11 +308,17 @@ void Pass::Run() {
     case RequestKind::InstanceIdsWithoutMeshData: case RequestKind::InstanceGroupIncsWithMeshData:
     case RequestKind::InstanceGroupIncsWithoutMeshData:
       break;
+    case RequestKind::MeshIds: case RequestKind::ImageIds: case RequestKind::DataIds:
+    case RequestKind::GroupIds: case RequestKind::MaterialIds: case RequestKind::MatrixIds:
+    case RequestKind::MaterialMapIds: case RequestKind::GetKeyInfo:
+      return AnswerIdRequest(s_, request_);
     default:
-      // Report-only kinds, and the requests by id, which answer here once they exist.
-      return;
+      return;  // report only
   }
-  // A waiting restart command is carried out here.
+  if (!s_.restart_commands.empty()) {
+    Restart(s_);
+    TakeBaselines();
+  }
   if (!s_.bits.initialized) {
     WriteStreamHead(out_.Buffer(), kRootStreamModel);
     s_.bits.initialized = true;
@@ -375,28 +327,44 @@ void Pass::Run() {
   }
   Attach();
   FirstBounds();
+  if (Detach(s_, notices_)) bounds_dirty_ = true;
+  ApplyWanted(s_);
   bool const recomputed = Recompute();
-  // Waiting replies run here.
+  AnswerDetaches(s_);
   RunSelectionCommands(s_, recomputed);
   s_.bits.ejected_previews_stale = false;
-  if (s_.bits.cutoff_changed || s_.bits.culling_changed || recomputed) s_.queue.Reset();
+  bool const invalid = s_.bits.cutoff_changed || s_.bits.culling_changed || recomputed;
+  if (invalid) s_.queue.Reset();
   s_.bits.cutoff_changed = s_.bits.culling_changed = false;
-  // Bounding previews are kept or rebuilt here.
-  if (kind == RequestKind::ComputeInstanceIncBounding) return;
+  UpdatePreviews(s_, invalid);
+  if (kind == RequestKind::ComputeInstanceIncBounding)
+    return AnswerInstanceBounding(s_, request_);
   ChangeLevels();
+  if (IsSelection()) {
+    AnswerInstanceSelection(s_, request_, WithMeshData());
+    return RefreshEjectedPreviews(s_);
+  }
   if (kind != RequestKind::Digest && kind != RequestKind::Stream) return;
   if (Flag(ControlFlag::StreamSetupOnly)) return;
 
   budget_ = Flag(ControlFlag::NoStreamLimit) ? kNoLimit : kLiveBudget;
   if (!SendPriorityKeyedData()) return;
-  s_.UpdateView(request_);
+  bool const camera_changed = s_.UpdateView(request_);
   FillQueue();
-  // Instance previews are rebuilt here.
-  if (EmitQueue(s_, s_.queue, budget_, WithMeshData())) return;
-  RunIdleWork();
+  RefreshInstancePreviews(s_, camera_changed);
+  bool const stopped = EmitQueue(s_, s_.queue, budget_, WithMeshData());
+  RefreshEjectedPreviews(s_);
+  if (!stopped) RunIdleWork();
 }
 
 void Pass::Finish() {
+  struct EndOfPass {
+    StreamState& state;
+    ~EndOfPass() {
+      state.output.EndPass();
+      state.bits.in_stream = false;
+    }
+  } const end{s_};
   bool const alive = out_.SinkAlive();
   if (!out_.HasPayload() && sink_.bytes_sent == 0 && request_.request_id == 0) {
     bool open;
@@ -411,7 +379,10 @@ void Pass::Finish() {
     } else if (request_.kind == RequestKind::Stream) {
       if (s_.bits.idle_marker_wanted) {
         s_.bits.idle_marker_wanted = false;
-        WriteText(out_.Buffer(), "<IDLE_MARKER>");
+        if (s_.live_mode)
+          WriteLiveText(out_.Buffer(), 0, "<IDLE_MARKER>");
+        else
+          WriteText(out_.Buffer(), "<IDLE_MARKER>");
         s_.bits.idle_reported = false;
       }
       sink_.status = 2;
@@ -428,14 +399,12 @@ void Pass::Finish() {
         model.Impl().stream_image_pages->DropPages();
       }
     }
-    WritePassEnd(out_.Buffer(), sink_.status, request_.request_id, PassEndCode(request_.kind));
-    out_.FlushChunk(0);
+    WritePassEnd(out_.Buffer(), sink_.status, request_.request_id, RequestKeyCode(request_.kind));
+    out_.FlushLast();
     s_.counters.total_bytes += sink_.bytes_sent;
     s_.counters.pass_ms = MillisecondsSince(start_);
     WriteStatistics();
   }
-  out_.EndPass();
-  s_.bits.in_stream = false;
 }
 
 void Pass::WriteStatistics() {
@@ -455,7 +424,7 @@ void Pass::WriteStatistics() {
       unsigned(s_.budget.resident), unsigned(s_.budget.ejected), c.pass_ms, out_.LastWriteMs(),
       c.keyed_ms, d[0], d[1], d[2], d[3], d[4], d[5], d[6], d[7], d[8], d[9], d[10],
       s_.selections.open_noted, s_.selections.results,
-      c.waiting_images, unsigned(files_now - files_), KindName(request_.kind),
+      c.waiting_images, unsigned(files_now - files_), RequestKindName(request_.kind),
       sink_.status < 3 ? status_names[sink_.status] : "E");
 }
 
@@ -463,13 +432,26 @@ void Pass::WriteStatistics() {
 
 void StreamState::Stream(Streamer& sink, StreamRequest const& request) {
   if (bits.in_stream) throw Exception("Stream() can not be called recursively.");
+  // The attachment thread of this or another live stream of the cache
+  // waits while the pass works on the models.
+  std::lock_guard models(cache->stream_lock);
   output.BeginPass(sink, control_flags);
   bits.in_stream = true;
   counters.pass_ms = counters.keyed_ms = 0;
   selections.open_noted = selections.results = 0;
   Pass pass(*this, sink, request);
-  FinishGuard guard(pass);
-  pass.Run();
+  try {
+    pass.Run();
+  } catch (...) {
+    // The records so far and a T still go out; the caller sees the
+    // exception that ended the pass.
+    try {
+      pass.Finish();
+    } catch (...) {
+    }
+    throw;
+  }
+  pass.Finish();
 }
 
 }  // namespace QX::Store

@@ -9,6 +9,7 @@
 #include "store/CacheImpl.h"
 #include "store/Logger.h"
 #include "store/ModelImpl.h"
+#include "stream/BoundingPreviews.h"
 #include "stream/ControlFlags.h"
 #include "stream/Priorities.h"
 
@@ -33,7 +34,11 @@ StreamState::StreamState(Model const& model, uint32_t const* flags)
   files_opened = &cache->files_opened;
   max_open_files = RaiseOpenFileLimit(kWantedOpenFiles);
   if (flags != nullptr) SetControlFlags(*flags);
+  // The mode is fixed here: the attachment thread runs or it doesn't.
+  live_mode = (control_flags & ControlFlag::StandAlone) == 0;
 
+  // Other live streams of the cache may be resolving on their threads.
+  std::lock_guard models(cache->stream_lock);
   Model const host = cache->FindModel(kEmptyModelId);
   ModelId const host_id = host.Impl().id;
   stream_model_ids[host_id] = kRootStreamModel;
@@ -48,7 +53,7 @@ StreamState::StreamState(Model const& model, uint32_t const* flags)
   main_model = host;
   ResolveRequests();
 
-  if ((control_flags & ControlFlag::StandAlone) == 0) {
+  if (live_mode) {
     stop_attaching = false;
     attach_thread = std::thread([this] { RunAttachmentThread(); });
   }
@@ -59,6 +64,13 @@ StreamState::~StreamState() {
     stop_attaching = true;
     attach_thread.join();
   }
+  // Dropping the last handle of a model closes it in the cache.
+  std::lock_guard models(cache->stream_lock);
+  waiting.clear();
+  resolved.clear();
+  held_models.clear();
+  scene_root = Model();
+  main_model = Model();
 }
 
 void StreamState::Log(char const* format, ...) const {
@@ -86,6 +98,7 @@ void StreamState::BuildPriorities(bool mark_all, std::span<StreamInstance* const
 }
 
 void StreamState::SetControlFlags(uint32_t flags) {
+  std::lock_guard models(cache->stream_lock);  // the attachment thread logs too
   if (flags == control_flags) return;
   uint32_t const changed = flags ^ control_flags;
   if (changed & (ControlFlag::StreamCulled | ControlFlag::StreamInstancesOnDemand))
@@ -98,12 +111,14 @@ void StreamState::SetControlFlags(uint32_t flags) {
 }
 
 void StreamState::SetLimitMiB(uint32_t mib) {
+  std::lock_guard models(cache->stream_lock);  // the attachment thread logs too
   budget.limit = uint32_t(mib * 1024u);  // KiB, a 32-bit product
   budget.available = budget.reserved < budget.limit ? budget.limit - budget.reserved : 0;
   Log("StreamState::SetLimitMiB: %u", mib);
 }
 
 void StreamState::SetMeshLevel(uint32_t level) {
+  std::lock_guard models(cache->stream_lock);  // the attachment thread logs too
   if (level != mesh_level) {
     mesh_level = level;
     bits.mesh_level_changed = true;
@@ -113,6 +128,7 @@ void StreamState::SetMeshLevel(uint32_t level) {
 }
 
 void StreamState::SetStreamCutoffScale(float scale) {
+  std::lock_guard models(cache->stream_lock);  // the attachment thread logs too
   if (!(scale >= 0.0f))
     scale = 0.0f;
   else if (scale > 2.0f)

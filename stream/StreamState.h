@@ -29,6 +29,7 @@ namespace QX::Store {
 
 class CacheImpl;
 struct ImageRecord;
+struct PreviewSet;
 struct KeyedData;
 struct StreamRequest;
 
@@ -46,6 +47,13 @@ struct InclusionEntry {
   uint32_t inclusion_id = 0;
   uint32_t stream_model = 0;
   MatrixKey matrix = 0;
+};
+
+// The viewer's mark on one instance of an inclusion.
+struct WantedMark {
+  uint32_t inclusion_id = 0;
+  InstanceKey instance = 0;
+  bool wanted = false;
 };
 
 struct DetachCommand {
@@ -119,7 +127,9 @@ class StreamState {
                        PriorityBuckets* target);
 
   // Attachment: enters a request under its attach id, and moves waiting
-  // requests to the resolved queue, highest order first.
+  // requests to the resolved queue, highest order first. A live caller may
+  // enter requests from any thread; ResolveRequests runs on the thread of
+  // the passes, which holds the cache's stream lock.
   void EnterAttachRequest(AttachRequest request, uint32_t attach_id, uint32_t notify_id,
                           uint8_t hidden);
   void ResolveRequests();
@@ -212,18 +222,21 @@ class StreamState {
   std::vector<std::pair<ModelImpl*, KeyedData const*>> idle_keyed;
   std::vector<GroupKey> group_list;
 
-  // Commands that wait for the next pass.
+  // Commands that wait for the next pass; whoever fills them does so
+  // between passes, on the thread of the passes.
   std::vector<uint32_t> restart_commands;
   std::vector<DetachCommand> detach_commands;
   std::vector<uint32_t> detach_replies;
   std::unordered_map<MeshRecord const*, BoundingBox> mesh_boxes;
   std::unordered_map<MeshList const*, BoundingBox> list_boxes;
-  bool wanted_apply = false;
+  bool wanted_apply = false;  // the next pass gives every item wanted_value
   bool wanted_value = false;
+  std::vector<WantedMark> wanted_marks;  // applied behind wanted_apply
   SelectionCommands selection_commands;
   SelectionTable selections;  // open selections and clip cells
 
-  // Previews: items that the budget holds out.
+  // Previews, made on first need; and the items that the budget holds out.
+  std::unique_ptr<PreviewSet> previews;
   std::unordered_set<StreamInstance*> ejected_items;
 
   // Levels of mesh lists.
@@ -241,9 +254,15 @@ class StreamState {
 
   uint32_t control_flags = 0;
   StateBits bits;
+  // Fixed at construction: without StandAlone the attachment thread runs.
+  // The thread reads this, never `control_flags`.
+  bool live_mode = false;
 
  private:
   void RunAttachmentThread();
+  // Resolves waiting requests; on the attachment thread each one under the
+  // cache's stream lock.
+  void ResolveWaiting(bool on_thread);
 };
 
 }  // namespace QX::Store
