@@ -37,7 +37,7 @@ struct ConverterOptions {
   bool NormalizeHandedness = true;
   bool GroupAllInstances = false;
   bool MeshFlag16 = false;
-  // Not available yet: the converter refuses these two.
+  // A tree of named nodes mirrors the walked segments (product structure).
   bool BuildAssemblyTree = false;
   bool SplitPointClouds = false;
 };

@@ -169,11 +169,13 @@ void SceneConverter::CreateInstances(uint32_t matrix_key, MaterialSet const& mat
     last_instance_ = model_->InsertInstance(mesh, matrix_key, face, line, point, 0, 0, 0, flags, modifiers,
                                             clip.key, QX::Store::InstanceExtensionData{});
     instance_keys_.push_back(last_instance_);
+    if (assembly_tree_) AddToAssembly(last_instance_);
   }
   if (options_.Statistics) options_.Statistics->instances += mesh_keys_.size();
 }
 
 void SceneConverter::FinishModel() {
+  if (assembly_tree_) assembly_tree_->Write(*model_);
   if (!user_data_pairs_.empty()) {
     model_->SetKeyedData(user_data_key_, static_cast<uint32_t>(user_data_pairs_.size() * 8),
                          user_data_pairs_.data());

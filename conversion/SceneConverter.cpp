@@ -1,7 +1,6 @@
 #include "conversion/SceneConverter.h"
 
 #include <exception>
-#include <stdexcept>
 #include <string>
 
 #include "scene/ConditionalExpression.h"
@@ -40,12 +39,18 @@ PathAttributes::PathAttributes(SceneConverter& c, KeyPath const& key_path)
 SceneConverter::SceneConverter(SegmentKey const& root, ConverterOptions const& options,
                                QX::Store::Logger& logger, QX::Store::Model& model, uint32_t inclusion)
     : options_(options), logger_(&logger), model_(&model), inclusion_(inclusion), root_(root) {
-  if (options_.BuildAssemblyTree) throw std::invalid_argument("The assembly tree isn't supported by this converter.");
   OffScreenWindowOptionsKit window_options;
   window_options.SetDriver(Window::Driver::Default);
   scratch_ = Database::CreateOffScreenWindow(100, 100, window_options);
   work_mesh_.Reset();
   work_mesh_.flags = QX::Store::kFreshMeshFlags;
+  if (options_.BuildAssemblyTree) {
+    assembly_tree_ = std::make_unique<AssemblyTree>();
+    uint32_t root_node = 0;
+    assembly_tree_->CreateRoot(root_node);
+    assembly_tree_->SetName(root_node, model_->Name());
+    node_stack_.emplace_back([root_node] { return root_node; });
+  }
 
   auto const& c = options_.DefaultColor;
   model_->SetMaterial(0, QX::Store::RGBAColor{c[0], c[1], c[2], c[3]});
@@ -101,6 +106,7 @@ bool SceneConverter::ShouldEnter(KZVI::Helpers::GrownKeyPath const& path) {
       if (!any_on) return false;
     }
   }
+  if (assembly_tree_) OpenAssemblyNode(segment);
   return true;
 }
 
@@ -172,6 +178,7 @@ void SceneConverter::UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, Se
     ConvertEntry(key_path, geometry, cells, cells.MatrixId, mode, pooled);
   }
   if (mode == 2 && pooled) InsertSegmentInstances(key_path, segment, cells);
+  if (assembly_tree_) CloseAssemblyNode(segment);
 }
 
 // One geometry of a segment, or a geometry that a reference points at.
@@ -225,6 +232,7 @@ void SceneConverter::FollowReference(KZVI::Helpers::GrownKeyPath const& path, Re
       // The target's pools are its own: the referring segment's wait aside.
       std::vector<MeshBucket> referring;
       referring.swap(buckets_);
+      if (assembly_tree_) ShouldEnter(path);
       UpdateBySegPath(path, SegmentKey(target), false);
       buckets_.swap(referring);
       continue;

@@ -2,11 +2,14 @@
 // Turns visited segment paths of a scene into objects of a store model:
 // meshes once per geometry, instances once per path.
 #include <cstdint>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "conversion/AssemblyTree.h"
 #include "conversion/ConverterOptions.h"
 #include "conversion/PathAttributes.h"
 #include "geometry/mesh/MeshData.h"
@@ -140,6 +143,12 @@ class SceneConverter {
   void InsertSegmentInstances(KeyPath const& key_path, SegmentKey const& segment, PathAttributes& cells);
   void FinishModel();
 
+  // Nodes of the assembly tree.
+  void OpenAssemblyNode(SegmentKey const& segment);
+  void CloseAssemblyNode(SegmentKey const& segment);
+  uint32_t MakeAssemblyNode(size_t parent, SegmentKey const& segment);
+  void AddToAssembly(uint32_t instance);
+
   ConverterOptions options_;
   QX::Store::Logger* logger_;
   QX::Store::Model* model_;
@@ -170,6 +179,12 @@ class SceneConverter {
   uint32_t user_data_key_ = 0;
   std::vector<std::pair<uint32_t, uint32_t>> user_data_pairs_;
   uint32_t last_instance_ = 0;
+
+  // With BuildAssemblyTree: the tree, a cell per open segment whose node is
+  // made when geometry first needs it, and the numbers of unnamed segments.
+  std::unique_ptr<AssemblyTree> assembly_tree_;
+  std::deque<Lazy<uint32_t>> node_stack_;
+  std::unordered_map<SegmentKey, uint64_t, std::hash<Key>> unnamed_segments_;
 };
 
 }  // namespace KZV

@@ -8,7 +8,7 @@
 #include "geometry/bounding/BoundingTree.h"
 #include "geometry/bounding/BoundingTreeFile.h"
 #include "store/CacheImpl.h"
-#include "store/MetadataUnit.h"
+#include "store/MetadataReader.h"
 #include "store/ModelImpl.h"
 
 namespace QX::Store {
@@ -95,11 +95,11 @@ double ModelImpl::UnitScale(std::vector<uint8_t>& buffer) {
   if (unit_scale != -1) return unit_scale;
   unit_scale = 0;
   if (ReadKeyedData(kMetadataKey, buffer) && !buffer.empty()) {
-    DataKey root = 0;
+    MetadataHead head;
     bool readable = true;
-    if (ParseMetadataHead(buffer, root)) readable = ReadKeyedData(root, buffer);
-    double unit = 0;
-    if (readable && ParseMetadataUnit(buffer, unit)) unit_scale = unit;
+    if (ParseHead(buffer, head)) readable = ReadKeyedData(head.root_key, buffer);
+    MetadataNode node;
+    if (readable && ParseNode(buffer, node)) unit_scale = node.unit;
   }
   buffer.clear();
   return unit_scale;

@@ -67,6 +67,8 @@ void AddExportCommand(CLI::App& app) {
       ->default_str(DefaultTemplatePath());
   command->add_flag("--split-point-clouds", arguments->page.split_point_clouds,
                     "send large point clouds coarse first, as one mesh per octree node");
+  command->add_flag("--assembly-tree", arguments->page.assembly_tree,
+                    "carry the scene's product structure, a tree of named parts, in the page");
   command->add_flag("--keep-workdir", arguments->page.keep_workdir,
                     "keep the model and stream files of the export, and print where they are");
   command->callback([arguments] {

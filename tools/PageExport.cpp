@@ -92,6 +92,7 @@ void RunExport(KZV::SegmentKey const& root, std::string const& part, std::string
     KZV::ConverterOptions options;
     options.ForceNormals = true;
     options.SplitPointClouds = page.split_point_clouds;
+    options.BuildAssemblyTree = page.assembly_tree;
     KZVI::ExportPage(KZV::KeyPath({root}), part.c_str(), page_template.c_str(), logger,
                      std::move(options));
   } catch (std::exception const& error) {

@@ -26,6 +26,7 @@ struct PageExportOptions {
   std::string page_template;  // empty for the viewer's default template
   bool keep_workdir = false;  // keep the model and stream files the export leaves
   bool split_point_clouds = false;  // large point clouds as one mesh per octree node
+  bool assembly_tree = false;  // the tree of named parts goes into the model
 };
 
 // The viewer's page template in the source tree this tool was built from.

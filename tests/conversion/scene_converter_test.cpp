@@ -244,11 +244,5 @@ TEST_F(SceneConverterTest, AMixedSceneLeavesNoUnresolvedReference) {
     for (auto const& texture : record.textures) EXPECT_TRUE(model.images.Contains(texture.image));
 }
 
-TEST_F(SceneConverterTest, TheAssemblyTreeIsRefused) {
-  ConverterOptions tree;
-  tree.BuildAssemblyTree = true;
-  EXPECT_THROW(Convert(tree), std::invalid_argument);
-}
-
 }  // namespace
 }  // namespace qx_conversion_test

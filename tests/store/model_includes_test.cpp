@@ -102,9 +102,24 @@ TEST_F(IncludeTest, RefusedIncludeTakesNoKey) {
   EXPECT_TRUE(model.Impl().attached_models.empty());
 }
 
-// The metadata block of a model made here is empty; a block that can't be
-// parsed counts as an unknown unit too. The first answer is kept.
-TEST_F(IncludeTest, UnitScaleOfUnparsedMetadataIsZero) {
+// A node block that gives only a unit, and the head that leads to it.
+std::vector<uint8_t> UnitNode(double unit) {
+  std::vector<uint8_t> node;
+  PutU32(node, 0x4000);
+  PutF64(node, unit);
+  return node;
+}
+
+std::vector<uint8_t> HeadOf(DataKey root) {
+  std::vector<uint8_t> head;
+  for (uint32_t v : {0x40800000u, 5u, 22u, 1u, 2u, 64u, root}) PutU32(head, v);
+  head.insert(head.end(), {0, 0, 0, 0, 0, 0});
+  return head;
+}
+
+// The metadata block of a model made here is empty: unknown unit. A block
+// that can't be parsed counts as unknown too. The first answer is kept.
+TEST_F(IncludeTest, UnitScaleOfEmptyOrBadMetadataIsZero) {
   Model model = Open("m");
   std::vector<uint8_t> buffer = {1, 2, 3};
   EXPECT_EQ(model.Impl().UnitScale(buffer), 0.0);
@@ -114,6 +129,31 @@ TEST_F(IncludeTest, UnitScaleOfUnparsedMetadataIsZero) {
   model.Impl().unit_scale = -1;
   EXPECT_EQ(model.Impl().UnitScale(buffer), 0.0);
   EXPECT_EQ(model.Impl().unit_scale, 0.0);
+  // A head whose root block doesn't exist.
+  std::vector<uint8_t> const head = HeadOf(77);
+  model.Impl().SetKeyedData(kMetadataKey, uint32_t(head.size()), head.data());
+  model.Impl().unit_scale = -1;
+  EXPECT_EQ(model.Impl().UnitScale(buffer), 0.0);
+}
+
+// The unit is read from keyed data 1 itself, or from the block its head
+// names; it is cached, and an include records it for the included model.
+TEST_F(IncludeTest, UnitScaleFromTheMetadataBlock) {
+  Model direct = Open("direct");
+  std::vector<uint8_t> const inch = UnitNode(0.0254);
+  direct.Impl().SetKeyedData(kMetadataKey, uint32_t(inch.size()), inch.data());
+  std::vector<uint8_t> buffer;
+  EXPECT_EQ(direct.Impl().UnitScale(buffer), 0.0254);
+
+  Model other = Open("other");
+  std::vector<uint8_t> const mm = UnitNode(0.001);
+  DataKey const root = other.InsertKeyedData(uint32_t(mm.size()), mm.data(), 1000);
+  std::vector<uint8_t> const head = HeadOf(root);
+  other.SetKeyedData(kMetadataKey, uint32_t(head.size()), head.data());
+  Model model = Open("m");
+  model.Include(other, 0);
+  EXPECT_EQ(model.Impl().attached_models.Find(other.Impl().id)->unit_scale, 0.001);
+  EXPECT_EQ(other.Impl().unit_scale, 0.001);
 }
 
 TEST_F(IncludeTest, AttachedModelIsFoundByItsPath) {

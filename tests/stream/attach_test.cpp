@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "geometry/bounding/BoundingTree.h"
 #include "store/ModelImpl.h"
 #include "stream/ControlFlags.h"
 #include "stream/StreamRequest.h"
@@ -37,6 +38,23 @@ class Attach : public StoreTest {
                          kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
     model.PrepareStream(1);
     return model;
+  }
+
+  // Gives the model a metadata block that holds only its unit.
+  static void SetUnit(Model& model, double unit) {
+    Bytes node;
+    PutU32(node, 0x4000);
+    PutF64(node, unit);
+    model.SetKeyedData(kMetadataKey, uint32_t(node.size()), node.data());
+  }
+
+  // The box of the part's one item once a stream of the host has run through.
+  BoundingBox PartBoxInStream(Model& host, Model& part, uint32_t flags) {
+    StreamState state(host, &flags);
+    for (int pass = 0; pass < 50 && (pass == 0 || sink.status != 2); ++pass) Pass(state, RequestKind::Stream);
+    auto const item = std::find_if(state.items.begin(), state.items.end(),
+                                   [&](auto* i) { return i->model == &part.Impl(); });
+    return item == state.items.end() ? BoundingBox{} : (*item)->bounds;
   }
 
   std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind) {
@@ -164,6 +182,26 @@ TEST_F(Attach, LiveStreamAnnouncesInclusionsWithTheirAttachId) {
   ASSERT_EQ(texts.size(), 1u);
   EXPECT_EQ(std::string(reinterpret_cast<char const*>(texts[0].bytes.data() + 12)),
             "<PRIORITY_KEYED_DATA_SENT count=\"2\">");
+}
+
+// A part authored in millimetres, included in a host in metres, is scaled
+// into the host's unit in a live stream; a stand-alone stream leaves units be.
+TEST_F(Attach, IncludedModelIsScaledIntoTheHostsUnit) {
+  Model part = GridModel("mm_part", 0, false);
+  SetUnit(part, 0.001);
+  Model host = GridModel("m_host", 0);
+  SetUnit(host, 1.0);
+  host.Include(part, 0);
+  BoundingBox const own = part.Impl().bounding_tree->root->bounds;
+  ASSERT_GT(own.max_x - own.min_x, 0.5f);
+
+  BoundingBox const live = PartBoxInStream(host, part, ControlFlag::StreamCulled);
+  EXPECT_EQ(sink.status, 2u);
+  EXPECT_FLOAT_EQ(live.max_x - live.min_x, (own.max_x - own.min_x) * 0.001f);
+  EXPECT_FLOAT_EQ(live.max_y, own.max_y * 0.001f);
+
+  BoundingBox const alone = PartBoxInStream(host, part, kStandAloneFlags);
+  EXPECT_FLOAT_EQ(alone.max_x - alone.min_x, own.max_x - own.min_x);
 }
 
 }  // namespace

@@ -103,6 +103,27 @@ TEST_F(QxCommand, SplitPointCloudsSendsAScanAsOneMeshPerNode) {
   EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
 }
 
+// The tree of named parts reaches the model only with --assembly-tree.
+TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
+  REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
+  auto data_of = [&](std::string const& flags) {
+    CommandResult const run = RunQx("export " + flags + " " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb") +
+                                    " " + Quoted(dir_ / "page.html") + " --keep-workdir");
+    EXPECT_EQ(run.code, 0) << run.output;
+    std::smatch kept;
+    if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) return std::string();
+    std::string data;
+    for (auto const& entry : fs::recursive_directory_iterator(kept[1].str()))
+      if (entry.path().filename() == "_data.qxi") data = ReadText(entry.path());
+    fs::remove_all(kept[1].str());
+    return data;
+  };
+  std::string const with_tree = data_of("--assembly-tree");
+  EXPECT_NE(with_tree.find(std::string("Lifter_123-923_0_Parts_1-0\0", 27)), std::string::npos);
+  EXPECT_NE(with_tree.find("mesh-instance-"), std::string::npos);
+  EXPECT_EQ(data_of("").find("mesh-instance-"), std::string::npos);
+}
+
 TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   fs::path const page = dir_ / "demo.html";
   CommandResult const run = RunQx("export --demo " + Quoted(page));
