@@ -93,8 +93,11 @@ TEST_F(Commands, DetachOfOneInclusionKeepsTheModel) {
   EXPECT_EQ(state->items.size(), items - 2);
   EXPECT_EQ(InclusionsOf(part).size(), 1u);
   // The shared meshes stay in the budget's send states, with one item fewer.
-  for (auto const& [record, progress] : state->mesh_progress)
-    if (progress.model == &part.Impl()) EXPECT_EQ(progress.items.size(), 1u);
+  for (auto const& [record, progress] : state->mesh_progress) {
+    if (progress.model == &part.Impl()) {
+      EXPECT_EQ(progress.items.size(), 1u);
+    }
+  }
 }
 
 TEST_F(Commands, DetachOfTheLastInclusionForgetsTheModel) {
