@@ -2,7 +2,6 @@
 // streamed from its bundle, gives the stream of its directory; failures
 // leave no bundle behind.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,31 +10,16 @@
 #include <string>
 
 #include "tests/support/TempDir.h"
+#include "tests/tools/QxRun.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path const kModels = fs::path(QX_SHARED_DIR) / "models";
-
-struct QxRun {
-  int code;
-  std::string output;  // stdout and stderr
-};
-
-QxRun Qx(std::string const& arguments) {
-  std::string const command = std::string("'") + QX_TOOL + "' " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  QxRun run{0, {}};
-  char buffer[4096];
-  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
-  int const status = pclose(pipe);
-  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-std::string Quoted(fs::path const& path) { return "'" + path.string() + "'"; }
+using qx_tool_test::kModels;
+using qx_tool_test::Quoted;
+using qx_tool_test::Qx;
+using qx_tool_test::QxRun;
 
 // Exports `input` with its work files kept and returns the model directory.
 fs::path ExportedModel(fs::path const& input, fs::path const& page) {

@@ -1,7 +1,6 @@
 // `qx export` and `qx demo` run as commands: the pages they write, the
 // streams in them, and their errors and exit codes.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,31 +12,16 @@
 #include <string>
 
 #include "tests/export/Base64Reference.h"
+#include "tests/tools/QxRun.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-fs::path const kModels = fs::path(QX_SHARED_DIR) / "models";
-
-struct CommandResult {
-  int code;
-  std::string output;  // stdout and stderr
-};
-
-CommandResult RunQx(std::string const& arguments) {
-  std::string const command = std::string("'") + QX_TOOL + "' " + arguments + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  CommandResult run{0, {}};
-  char buffer[4096];
-  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
-  int const status = pclose(pipe);
-  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-std::string Quoted(fs::path const& path) { return "'" + path.string() + "'"; }
+using qx_tool_test::kModels;
+using qx_tool_test::Quoted;
+using qx_tool_test::Qx;
+using qx_tool_test::QxRun;
 
 std::string ReadText(fs::path const& path) {
   std::ifstream in(path, std::ios::binary);
@@ -56,7 +40,7 @@ class QxCommand : public testing::Test {
   // returns `qx inspect` of the stream.
   std::string ExportAndInspect(std::string const& command) {
     fs::path const page = dir_ / "page.html";
-    CommandResult const run = RunQx(command + " " + Quoted(page) + " --keep-workdir");
+    QxRun const run = Qx(command + " " + Quoted(page) + " --keep-workdir");
     EXPECT_EQ(run.code, 0) << run.output;
     std::smatch kept;
     if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) {
@@ -66,7 +50,7 @@ class QxCommand : public testing::Test {
     fs::path const work = kept[1].str();
     std::string summary;
     for (auto const& entry : fs::recursive_directory_iterator(work))
-      if (entry.path().extension() == ".qxs") summary = RunQx("inspect " + Quoted(entry.path())).output;
+      if (entry.path().extension() == ".qxs") summary = Qx("inspect " + Quoted(entry.path())).output;
     fs::remove_all(work);
     EXPECT_NE(ReadText(page).find("<html"), std::string::npos);
     return summary;
@@ -107,7 +91,7 @@ TEST_F(QxCommand, SplitPointCloudsSendsAScanAsOneMeshPerNode) {
 TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
   REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
   auto data_of = [&](std::string const& flags) {
-    CommandResult const run = RunQx("export " + flags + " " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb") +
+    QxRun const run = Qx("export " + flags + " " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb") +
                                     " " + Quoted(dir_ / "page.html") + " --keep-workdir");
     EXPECT_EQ(run.code, 0) << run.output;
     std::smatch kept;
@@ -126,7 +110,7 @@ TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
 
 TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   fs::path const page = dir_ / "demo.html";
-  CommandResult const run = RunQx("export --demo " + Quoted(page));
+  QxRun const run = Qx("export --demo " + Quoted(page));
   ASSERT_EQ(run.code, 0) << run.output;
   std::string const html = ReadText(page);
   EXPECT_EQ(html.find("<!-- QX_MODEL_DATA -->"), std::string::npos);  // the stream took the marker's place
@@ -169,7 +153,7 @@ TEST_F(QxCommand, BadInputsGiveTheirExitCodesAndNoPage) {
       {"export --demo " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2, "marker"},
   };
   for (auto const& c : cases) {
-    CommandResult const run = RunQx(c.arguments);
+    QxRun const run = Qx(c.arguments);
     EXPECT_EQ(run.code, c.code) << c.arguments << "\n" << run.output;
     EXPECT_NE(run.output.find(c.words), std::string::npos) << c.arguments << "\n" << run.output;
     EXPECT_FALSE(fs::exists(page)) << c.arguments;
@@ -184,10 +168,10 @@ TEST_F(QxCommand, AFailedExportLeavesTheOldPageAsItWas) {
   std::ofstream(page) << "the old page";
   std::string const truncated = ReadText(kModels / "Duck/Duck.glb").substr(0, 3000);
   std::ofstream(dir_ / "cut.glb", std::ios::binary) << truncated;
-  CommandResult const run = RunQx("export " + Quoted(dir_ / "cut.glb") + " " + Quoted(page));
+  QxRun const run = Qx("export " + Quoted(dir_ / "cut.glb") + " " + Quoted(page));
   EXPECT_EQ(run.code, 1) << run.output;
   EXPECT_EQ(ReadText(page), "the old page");
-  ASSERT_EQ(RunQx("export " + Quoted(kModels / "Duck/Duck.glb") + " " + Quoted(page)).code, 0);
+  ASSERT_EQ(Qx("export " + Quoted(kModels / "Duck/Duck.glb") + " " + Quoted(page)).code, 0);
   EXPECT_GT(fs::file_size(page), 100000u);
 }
 
@@ -196,8 +180,8 @@ TEST_F(QxCommand, AFailedExportLeavesTheOldPageAsItWas) {
 // A model directory left by an export streams again on its own, to the
 // same content, and a directory that holds no model is refused.
 TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
-  CommandResult const run =
-      RunQx("export --demo " + Quoted(dir_ / "page.html") + " --keep-workdir");
+  QxRun const run =
+      Qx("export --demo " + Quoted(dir_ / "page.html") + " --keep-workdir");
   ASSERT_EQ(run.code, 0) << run.output;
   std::smatch kept;
   ASSERT_TRUE(std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)")));
@@ -207,16 +191,16 @@ TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
   ASSERT_FALSE(model.empty());
 
   fs::path const stream = dir_ / "again.qxs";
-  CommandResult const streamed = RunQx("stream " + Quoted(model) + " " + Quoted(stream));
+  QxRun const streamed = Qx("stream " + Quoted(model) + " " + Quoted(stream));
   EXPECT_EQ(streamed.code, 0) << streamed.output;
   EXPECT_NE(streamed.output.find("Generated .qxs file: "), std::string::npos) << streamed.output;
-  std::string const summary = RunQx("inspect " + Quoted(stream)).output;
+  std::string const summary = Qx("inspect " + Quoted(stream)).output;
   EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
-  EXPECT_EQ(RunQx("inspect " + Quoted(stream)).output,
-            RunQx("inspect " + Quoted(model / "tmp.qxs")).output);
+  EXPECT_EQ(Qx("inspect " + Quoted(stream)).output,
+            Qx("inspect " + Quoted(model / "tmp.qxs")).output);
   fs::remove_all(kept[1].str());
 
-  EXPECT_EQ(RunQx("stream " + Quoted(dir_ / "nothing/here")).code, 1);
+  EXPECT_EQ(Qx("stream " + Quoted(dir_ / "nothing/here")).code, 1);
 }
 
 // A 10 MB stream goes into a page and comes back from it byte for byte.
@@ -226,7 +210,7 @@ TEST_F(QxCommand, EmbedRoundTripsALargeStream) {
   for (char& byte : stream) byte = static_cast<char>(random());
   std::ofstream(dir_ / "big.qxs", std::ios::binary) << stream;
   std::ofstream(dir_ / "t.html") << "<p><!-- QX_MODEL_DATA --></p>";
-  CommandResult const run = RunQx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "t.html") +
+  QxRun const run = Qx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "t.html") +
                                   " " + Quoted(dir_ / "page.html"));
   ASSERT_EQ(run.code, 0) << run.output;
   std::string const page = ReadText(dir_ / "page.html");
@@ -235,7 +219,7 @@ TEST_F(QxCommand, EmbedRoundTripsALargeStream) {
   ASSERT_TRUE(decoded.has_value());
   EXPECT_TRUE(std::string(decoded->begin(), decoded->end()) == stream);
 
-  EXPECT_EQ(RunQx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "none.html") + " " +
+  EXPECT_EQ(Qx("embed " + Quoted(dir_ / "big.qxs") + " " + Quoted(dir_ / "none.html") + " " +
                   Quoted(dir_ / "p2.html")).code,
             1);
 }
