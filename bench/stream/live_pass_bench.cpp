@@ -11,7 +11,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "geometry/mesh/MeshData.h"
+#include "bench/stream/JitteredGrid.h"
 #include "store/Cache.h"
 #include "store/Model.h"
 #include "stream/ChunkCompression.h"
@@ -38,27 +38,6 @@ class KeepingSink : public Streamer {
 };
 
 double Ms(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
-
-void InsertGrid(Model& model, uint32_t n, uint32_t seed, std::vector<MeshKey>& out) {
-  std::vector<Point> points;
-  uint32_t jitter = seed * 2654435761u + 1;
-  for (uint32_t j = 0; j < n; ++j)
-    for (uint32_t i = 0; i < n; ++i) {
-      jitter = jitter * 1664525u + 1013904223u;
-      points.push_back({float(i), float(j), float(jitter >> 16) * 1e-5f});
-    }
-  std::vector<uint32_t> words;
-  for (uint32_t j = 0; j + 1 < n; ++j)
-    for (uint32_t i = 0; i + 1 < n; ++i) {
-      uint32_t const a = j * n + i;
-      words.insert(words.end(), {a, a + 1, a + n, a + 1, a + n + 1, a + n});
-    }
-  MeshData mesh;
-  mesh.points = points.data();
-  mesh.point_count = uint32_t(points.size());
-  mesh.face_elements.push_back(std::move(words));
-  out.push_back(model.InsertMesh(mesh));
-}
 
 // Milliseconds to compress the payloads of a pass's chunks once more.
 double CompressionMs(Bytes const& stream) {
@@ -112,7 +91,7 @@ int main() {
     Model model = cache.OpenModel((dir / "live").string().c_str(), false);
     model.Include(model, 0);
     std::vector<MeshKey> meshes;
-    for (uint32_t i = 0; i < 1000; ++i) InsertGrid(model, 6 + i % 13, i, meshes);
+    for (uint32_t i = 0; i < 1000; ++i) meshes.push_back(InsertJitteredGrid(model, 6 + i % 13, i));
     for (uint32_t i = 0; i < kSide * kSide; ++i) {
       double const m[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, (i % kSide) * kSpacing, (i / kSide) * kSpacing, 0};
       model.InsertInstance(meshes[i % meshes.size()], model.InsertMatrix(m), kNoKey, kNoKey, kNoKey,

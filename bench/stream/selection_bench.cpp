@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <unistd.h>
 
-#include "geometry/mesh/MeshData.h"
+#include "bench/stream/JitteredGrid.h"
 #include "store/Cache.h"
 #include "store/Model.h"
 #include "stream/ControlFlags.h"
@@ -34,35 +34,14 @@ class NullSink : public Streamer {
   Bytes bytes;
 };
 
-// A grid of 17 x 17 points (512 triangles) with heights jittered by `seed`
-// up to 0.65, so that no two grids are duplicates.
-MeshKey InsertGrid(Model& model, uint32_t seed) {
-  uint32_t const n = 17;
-  std::vector<Point> points;
-  uint32_t jitter = seed * 2654435761u + 1;
-  for (uint32_t j = 0; j < n; ++j)
-    for (uint32_t i = 0; i < n; ++i) {
-      jitter = jitter * 1664525u + 1013904223u;
-      points.push_back({float(i), float(j), float(jitter >> 16) * 1e-5f});
-    }
-  std::vector<uint32_t> words;
-  for (uint32_t j = 0; j + 1 < n; ++j)
-    for (uint32_t i = 0; i + 1 < n; ++i) {
-      uint32_t const a = j * n + i;
-      words.insert(words.end(), {a, a + 1, a + n, a + 1, a + n + 1, a + n});
-    }
-  MeshData mesh;
-  mesh.points = points.data();
-  mesh.point_count = uint32_t(points.size());
-  mesh.face_elements.push_back(std::move(words));
-  return model.InsertMesh(mesh);
-}
+// Grids of 17 x 17 points (512 triangles).
+constexpr uint32_t kGridSide = 17;
 
 // 1,000 meshes, each placed 10 times on a field of 100 x 100 places.
 void Build(Model& model) {
   model.Include(model, 0);
   std::vector<MeshKey> meshes;
-  for (uint32_t i = 0; i < 1000; ++i) meshes.push_back(InsertGrid(model, i));
+  for (uint32_t i = 0; i < 1000; ++i) meshes.push_back(InsertJitteredGrid(model, kGridSide, i));
   for (uint32_t i = 0; i < 10000; ++i) {
     double const m[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, (i % 100) * kSpacing, (i / 100) * kSpacing, 0};
     model.InsertInstance(meshes[(i * 7919) % meshes.size()], model.InsertMatrix(m), kNoKey, kNoKey,

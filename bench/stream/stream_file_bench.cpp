@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "geometry/mesh/MeshData.h"
+#include "bench/stream/JitteredGrid.h"
 #include "store/Cache.h"
 #include "store/Model.h"
 #include "stream/ChunkCompression.h"
@@ -28,29 +28,6 @@ double SecondsOf(std::function<void()> const& work) {
   Clock::time_point const start = Clock::now();
   work();
   return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// A grid of n x n points with one face element, shifted along x, its
-// heights jittered by `seed` so that no two grids are duplicates.
-void InsertGrid(Model& model, uint32_t n, float dx, uint32_t seed, std::vector<MeshKey>& out) {
-  std::vector<Point> points;
-  uint32_t jitter = seed * 2654435761u + 1;
-  for (uint32_t j = 0; j < n; ++j)
-    for (uint32_t i = 0; i < n; ++i) {
-      jitter = jitter * 1664525u + 1013904223u;
-      points.push_back({float(i) + dx, float(j), float(jitter >> 16) * 1e-5f});
-    }
-  std::vector<uint32_t> words;
-  for (uint32_t j = 0; j + 1 < n; ++j)
-    for (uint32_t i = 0; i + 1 < n; ++i) {
-      uint32_t const a = j * n + i;
-      words.insert(words.end(), {a, a + 1, a + n, a + 1, a + n + 1, a + n});
-    }
-  MeshData mesh;
-  mesh.points = points.data();
-  mesh.point_count = uint32_t(points.size());
-  mesh.face_elements.push_back(std::move(words));
-  out.push_back(model.InsertMesh(mesh));
 }
 
 Bytes ReadAll(std::filesystem::path const& path) {
@@ -118,7 +95,7 @@ int main() {
   std::filesystem::create_directories(dir);
   Run("instances", dir, [](Model& model) {
     std::vector<MeshKey> meshes;
-    for (uint32_t i = 0; i < 1000; ++i) InsertGrid(model, 8 + i % 13, float(i), i, meshes);
+    for (uint32_t i = 0; i < 1000; ++i) meshes.push_back(InsertJitteredGrid(model, 8 + i % 13, i, float(i)));
     MaterialKey const color = model.InsertMaterial(RGBAColor{0.5f, 0.5f, 0.5f, 1});
     for (uint32_t i = 0; i < 10000; ++i) {
       double const m[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, double(i % 100) * 30, double(i / 100) * 30, 0};
@@ -128,7 +105,7 @@ int main() {
   });
   Run("triangles", dir, [](Model& model) {
     std::vector<MeshKey> meshes;
-    InsertGrid(model, 708, 0, 1, meshes);  // 707 x 707 x 2 triangles
+    meshes.push_back(InsertJitteredGrid(model, 708, 1));  // 707 x 707 x 2 triangles
     model.InsertInstance(meshes[0], 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
   });
   std::filesystem::remove_all(dir);
