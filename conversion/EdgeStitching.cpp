@@ -105,9 +105,16 @@ void Join(EdgeChain& dest, EdgeChain const& src) {
 }
 
 // One join of two chains that meet at an end; false when none is left.
-bool JoinOnce(std::vector<EdgeChain>& chains, EndMap& map) {
-  for (auto const& [vertex, listed] : map.Ends()) {
-    for (uint32_t c : listed) {
+// The scan goes in the order of the map's vertices and resumes at `from`,
+// the vertex of the last join, as a scan from the first vertex would find
+// the same join: the joined chain's ends were ends of the two chains it was
+// made of, so any chain that shares one with it shared one before and was
+// not passed over.
+bool JoinOnce(std::vector<EdgeChain>& chains, EndMap& map, uint32_t& from) {
+  auto const& ends = map.Ends();
+  for (auto it = ends.lower_bound(from); it != ends.end(); ++it) {
+    uint32_t const vertex = it->first;
+    for (uint32_t c : it->second) {
       uint32_t o = kNone;
       if (!map.Take(chains[c].FrontEnd(), c, o) && !map.Take(chains[c].BackEnd(), c, o)) continue;
       map.Remove(c);
@@ -116,6 +123,7 @@ bool JoinOnce(std::vector<EdgeChain>& chains, EndMap& map) {
       uint32_t const src = o_longer ? c : o;
       Join(chains[dest], chains[src]);
       map.Enter(dest);
+      from = vertex;
       return true;
     }
   }
@@ -138,7 +146,8 @@ std::vector<Polyline> StitchEdges(std::vector<Edge> const& pairs) {
     }
     map.Enter(chain);
   }
-  while (JoinOnce(chains, map)) {
+  uint32_t from = 0;
+  while (JoinOnce(chains, map, from)) {
   }
   std::vector<Polyline> result;
   while (!map.Empty()) {
