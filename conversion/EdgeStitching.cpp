@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <map>
 
 namespace KZV {
 
@@ -41,48 +40,70 @@ struct EdgeChain {
   }
 };
 
-// Chains by the vertices where they end, in a fixed order of vertices.
+constexpr uint32_t kNone = 0xFFFFFFFFu;
+
+// Chains by the vertices where they end, vertices being numbered 0 to
+// count - 1. Each vertex has a list of chains in the order they were
+// entered, linked through two slots per chain, one for each of its ends, so
+// that entering and removing allocate nothing.
 class EndMap {
  public:
-  explicit EndMap(std::vector<EdgeChain>& chains) : chains_(chains) {}
+  EndMap(std::vector<EdgeChain>& chains, size_t vertex_count, size_t chain_count)
+      : chains_(chains), head_(vertex_count, kNone), tail_(vertex_count, kNone), slots_(2 * chain_count) {}
 
   void Enter(uint32_t chain) {
-    ends_[chains_[chain].FrontEnd()].push_back(chain);
-    if (chains_[chain].BackEnd() != chains_[chain].FrontEnd()) ends_[chains_[chain].BackEnd()].push_back(chain);
+    Link(2 * chain, chains_[chain].FrontEnd());
+    if (chains_[chain].BackEnd() != chains_[chain].FrontEnd()) Link(2 * chain + 1, chains_[chain].BackEnd());
   }
 
   void Remove(uint32_t chain) {
-    for (uint32_t end : {chains_[chain].FrontEnd(), chains_[chain].BackEnd()}) {
-      auto it = ends_.find(end);
-      if (it == ends_.end()) continue;
-      auto& list = it->second;
-      list.erase(std::remove(list.begin(), list.end(), chain), list.end());
-      if (list.empty()) ends_.erase(it);
-    }
+    Unlink(2 * chain);
+    Unlink(2 * chain + 1);
   }
 
   // Takes the first chain listed at `vertex` other than `except` out of the map.
   bool Take(uint32_t vertex, uint32_t except, uint32_t& chain) {
-    auto it = ends_.find(vertex);
-    if (it == ends_.end()) return false;
-    for (uint32_t c : it->second) {
-      if (c == except) continue;
-      chain = c;
-      Remove(c);
+    for (uint32_t slot = head_[vertex]; slot != kNone; slot = slots_[slot].next) {
+      if (slot / 2 == except) continue;
+      chain = slot / 2;
+      Remove(chain);
       return true;
     }
     return false;
   }
 
-  std::map<uint32_t, std::vector<uint32_t>> const& Ends() const { return ends_; }
-  bool Empty() const { return ends_.empty(); }
+  // The chains listed at `vertex`: a list slot and the next one of each.
+  uint32_t First(uint32_t vertex) const { return head_[vertex]; }
+  uint32_t Next(uint32_t slot) const { return slots_[slot].next; }
+  size_t VertexCount() const { return head_.size(); }
+  bool Empty() const { return listed_ == 0; }
 
  private:
-  std::vector<EdgeChain>& chains_;
-  std::map<uint32_t, std::vector<uint32_t>> ends_;
-};
+  struct Slot {
+    uint32_t vertex = kNone, previous = kNone, next = kNone;
+  };
 
-constexpr uint32_t kNone = 0xFFFFFFFFu;
+  void Link(uint32_t slot, uint32_t vertex) {
+    slots_[slot] = {vertex, tail_[vertex], kNone};
+    (tail_[vertex] == kNone ? head_[vertex] : slots_[tail_[vertex]].next) = slot;
+    tail_[vertex] = slot;
+    ++listed_;
+  }
+
+  void Unlink(uint32_t slot) {
+    Slot& s = slots_[slot];
+    if (s.vertex == kNone) return;
+    (s.previous == kNone ? head_[s.vertex] : slots_[s.previous].next) = s.next;
+    (s.next == kNone ? tail_[s.vertex] : slots_[s.next].previous) = s.previous;
+    s = Slot{};
+    --listed_;
+  }
+
+  std::vector<EdgeChain>& chains_;
+  std::vector<uint32_t> head_, tail_;
+  std::vector<Slot> slots_;
+  size_t listed_ = 0;
+};
 
 void AddEdge(EdgeChain& chain, uint32_t a, uint32_t b) {
   if (chain.FrontEnd() == a) chain.front.emplace_back(b, a);
@@ -111,10 +132,9 @@ void Join(EdgeChain& dest, EdgeChain const& src) {
 // made of, so any chain that shares one with it shared one before and was
 // not passed over.
 bool JoinOnce(std::vector<EdgeChain>& chains, EndMap& map, uint32_t& from) {
-  auto const& ends = map.Ends();
-  for (auto it = ends.lower_bound(from); it != ends.end(); ++it) {
-    uint32_t const vertex = it->first;
-    for (uint32_t c : it->second) {
+  for (uint32_t vertex = from; vertex < map.VertexCount(); ++vertex) {
+    for (uint32_t slot = map.First(vertex); slot != kNone; slot = map.Next(slot)) {
+      uint32_t const c = slot / 2;
       uint32_t o = kNone;
       if (!map.Take(chains[c].FrontEnd(), c, o) && !map.Take(chains[c].BackEnd(), c, o)) continue;
       map.Remove(c);
@@ -130,12 +150,39 @@ bool JoinOnce(std::vector<EdgeChain>& chains, EndMap& map, uint32_t& from) {
   return false;
 }
 
+// The vertices of `pairs` numbered densely in their order: `pairs` is
+// rewritten in these numbers and the original numbers are returned by
+// number. Vertices that are dense already, as indices of points are, keep
+// their numbers and give an empty list.
+std::vector<uint32_t> NumberDensely(std::vector<Edge>& pairs, size_t& count) {
+  uint32_t largest = 0;
+  for (auto const& [a, b] : pairs) largest = std::max({largest, a, b});
+  if (largest < 2 * pairs.size() + 64) {
+    count = pairs.empty() ? 0 : size_t(largest) + 1;
+    return {};
+  }
+  std::vector<uint32_t> original;
+  original.reserve(2 * pairs.size());
+  for (auto const& [a, b] : pairs) original.insert(original.end(), {a, b});
+  std::sort(original.begin(), original.end());
+  original.erase(std::unique(original.begin(), original.end()), original.end());
+  auto const number = [&](uint32_t v) {
+    return uint32_t(std::lower_bound(original.begin(), original.end(), v) - original.begin());
+  };
+  for (auto& [a, b] : pairs) a = number(a), b = number(b);
+  count = original.size();
+  return original;
+}
+
 }  // namespace
 
-std::vector<Polyline> StitchEdges(std::vector<Edge> const& pairs) {
+std::vector<Polyline> StitchEdges(std::vector<Edge> const& input) {
+  std::vector<Edge> pairs = input;
+  size_t vertex_count = 0;
+  std::vector<uint32_t> const original = NumberDensely(pairs, vertex_count);
   std::vector<EdgeChain> chains;
   chains.reserve(pairs.size());
-  EndMap map(chains);
+  EndMap map(chains, vertex_count, pairs.size());
   for (auto const& [a, b] : pairs) {
     uint32_t chain = kNone;
     if (map.Take(a, kNone, chain) || map.Take(b, kNone, chain)) {
@@ -150,10 +197,14 @@ std::vector<Polyline> StitchEdges(std::vector<Edge> const& pairs) {
   while (JoinOnce(chains, map, from)) {
   }
   std::vector<Polyline> result;
-  while (!map.Empty()) {
-    uint32_t const chain = map.Ends().begin()->second.front();
-    map.Remove(chain);
-    result.push_back(chains[chain].Edges());
+  for (uint32_t vertex = 0; !map.Empty(); ++vertex) {
+    while (map.First(vertex) != kNone) {
+      uint32_t const chain = map.First(vertex) / 2;
+      map.Remove(chain);
+      result.push_back(chains[chain].Edges());
+      if (original.empty()) continue;
+      for (auto& [a, b] : result.back()) a = original[a], b = original[b];
+    }
   }
   return result;
 }
