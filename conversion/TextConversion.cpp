@@ -151,31 +151,36 @@ std::vector<uint32_t> FirstOfPosition(PointArray const& points) {
 }
 
 // The edges that only one triangle has, as the triangles run along them.
-// Edges are listed by their smaller vertex, so that a pair is found among
-// the few edges of one vertex.
+// Undirected edges are counted in a table of open addressing, keyed by
+// their smaller and larger vertex.
 std::vector<Edge> BoundaryEdges(std::vector<uint32_t> const& same, std::vector<uint32_t> const& triangles) {
   std::vector<Edge> all;
-  std::vector<uint32_t> head(same.size(), kNone), link;
   all.reserve(triangles.size());
-  link.reserve(triangles.size());
   for (size_t t = 0; t + 2 < triangles.size(); t += 3) {
     uint32_t const v[3] = {same[triangles[t]], same[triangles[t + 1]], same[triangles[t + 2]]};
     if (v[0] == v[1] || v[1] == v[2] || v[2] == v[0]) continue;
-    for (int k = 0; k < 3; ++k) {
-      uint32_t const low = std::min(v[k], v[(k + 1) % 3]);
-      link.push_back(head[low]);
-      head[low] = uint32_t(all.size());
-      all.emplace_back(v[k], v[(k + 1) % 3]);
-    }
+    for (int k = 0; k < 3; ++k) all.emplace_back(v[k], v[(k + 1) % 3]);
   }
-  auto const key = [](Edge const& e) { return std::minmax(e.first, e.second); };
-  std::vector<Edge> boundary;
+  size_t const mask = std::bit_ceil(2 * all.size() + 1) - 1;
+  std::vector<uint64_t> keys(mask + 1, ~uint64_t{0});
+  std::vector<uint8_t> counts(mask + 1, 0);
+  auto const slot_of = [&](Edge const& e) {
+    auto const [low, high] = std::minmax(e.first, e.second);
+    uint64_t const key = uint64_t(low) << 32 | high;
+    size_t slot = size_t((key * 0x9E3779B97F4A7C15ull) >> 32) & mask;
+    while (keys[slot] != key && keys[slot] != ~uint64_t{0}) slot = (slot + 1) & mask;
+    keys[slot] = key;
+    return slot;
+  };
+  std::vector<uint32_t> slots;
+  slots.reserve(all.size());
   for (Edge const& e : all) {
-    int count = 0;
-    for (uint32_t o = head[std::min(e.first, e.second)]; o != kNone && count < 2; o = link[o])
-      count += key(all[o]) == key(e);
-    if (count == 1) boundary.push_back(e);
+    slots.push_back(uint32_t(slot_of(e)));
+    counts[slots.back()] = uint8_t(std::min(counts[slots.back()] + 1, 2));
   }
+  std::vector<Edge> boundary;
+  for (size_t i = 0; i < all.size(); ++i)
+    if (counts[slots[i]] == 1) boundary.push_back(all[i]);
   return boundary;
 }
 
