@@ -81,7 +81,9 @@ function start() {
     builder.pointSize = Number(event.target.value);
     app.invalidate();
   });
-  window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
+  window.qxViewer = {
+    state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()), target: () => app.controls.target.toArray(),
+  };
 
   const decodeSlice = () => {
     const begin = performance.now();
