@@ -7,7 +7,7 @@ const INDENT_PX = 14;
 const SPARE_ROWS = 8; // drawn above and below the visible ones, for smooth scrolling
 
 // The panel of the model's parts: a foldable tree of names with a checkbox
-// each. Clicking a name selects its branch and frames it; a checkbox hides
+// each. Clicking a row selects its branch and frames it; a checkbox hides
 // and shows a branch; "Isolate" draws only the selected branch. Only the
 // rows in sight exist in the page, so a long list costs no more than a
 // short one.
@@ -29,6 +29,7 @@ export class PartsPanel {
     this.isolateButton.addEventListener('click', () => this.isolate());
     doc.getElementById('qx-parts-all').addEventListener('click', () => this.showAll());
     this.list.addEventListener('scroll', () => this.draw());
+    doc.defaultView.addEventListener('resize', () => this.draw());
     this.rowsBox.addEventListener('click', (event) => this.click(event));
     this.rowsBox.addEventListener('change', (event) => this.check(event));
     this.root.hidden = false;
@@ -89,7 +90,7 @@ export class PartsPanel {
     if (event.target.classList.contains('qx-twisty')) {
       this.state.toggle(i);
       this.refresh();
-    } else if (event.target.classList.contains('qx-name')) {
+    } else if (event.target.type !== 'checkbox') {
       this.select(i);
     }
   }
