@@ -9,7 +9,12 @@ export class PartsState {
     this.shown = Uint8Array.from(nodes, (node) => (node.active ? 1 : 0));
     this.isolated = -1; // the root of the branch that alone is drawn, if any
     this.selected = -1;
-    if (nodes.length) this.open[0] = 1;
+    // The root is open, and so is a node that is its parent's only child,
+    // so that the first level with a choice of parts shows.
+    for (let i = 0; i < nodes.length; i++) {
+      this.open[i] = 1;
+      if (nodes[i + 1]?.end !== nodes[i].end) break;
+    }
   }
 
   hasChildren(i) { return this.nodes[i].end > i + 1; }

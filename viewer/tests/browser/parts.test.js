@@ -12,13 +12,16 @@ let browser;
 before(async () => { browser = await openBrowser(); });
 after(async () => { await browser?.close(); });
 
-// Pixels that differ from the background, read at the bottom left corner.
+// Pixels that differ from the background (read at the bottom left corner)
+// right of the panel and below the buttons.
 async function drawnPixels(page, name) {
   const { width, height, rgba } = decodePng(await page.screenshot({ path: join(RESULTS, `${name}.png`) }));
   const bg = rgba.subarray(4 * (height - 1) * width, 4 * (height - 1) * width + 3);
   let count = 0;
-  for (let i = 0; i < width * height; i++) {
-    count += Math.abs(rgba[4 * i] - bg[0]) + Math.abs(rgba[4 * i + 1] - bg[1]) + Math.abs(rgba[4 * i + 2] - bg[2]) > 12;
+  for (let y = 70; y < height; y++) {
+    for (let i = y * width + 280; i < (y + 1) * width; i++) {
+      count += Math.abs(rgba[4 * i] - bg[0]) + Math.abs(rgba[4 * i + 1] - bg[1]) + Math.abs(rgba[4 * i + 2] - bg[2]) > 12;
+    }
   }
   return count;
 }
@@ -119,14 +122,51 @@ test('a tree of ten thousand nodes puts only the rows in sight into the page', a
   await page.close();
 });
 
+// Instance keys of the branch of the node with that name (the first one).
+const branchOf = (page, name) => page.evaluate((n) => {
+  const { state } = window.qxViewer.parts;
+  return state.branchInstances(state.nodes.findIndex((node) => node.name === n));
+}, name);
+
 // The sample assembly as `qx export --assembly-tree` writes it, from the
-// directory named in QX_VIEWER_PAGES.
+// directory named in QX_VIEWER_PAGES: glTF nodes without names are called
+// after their place in the file, mesh nodes after their meshes.
 const exported = process.env.QX_VIEWER_PAGES && join(process.env.QX_VIEWER_PAGES, '2CylinderEngine-tree.html');
-test('the parts of an exported assembly carry the names of its file', { skip: exported && existsSync(exported) ? false : 'page not exported' }, async () => {
+const skip = exported && existsSync(exported) ? false : 'page not exported';
+test('the parts of an exported assembly carry the names of its file, hide and isolate', { skip }, async () => {
   const { page } = await openPanelPage(exported);
   const names = await page.evaluate(() => window.qxViewer.parts.state.nodes.map((node) => node.name));
   for (const part of ['Piston_123-844_0_Parts_1', 'Lifter_123-923_0_Parts_1', 'rod_123-699_0_Parts_1']) {
     assert.ok(names.some((name) => name.startsWith(part)), `no part named ${part}`);
   }
-  page.close();
+  const rows = await rowNames(page);
+  assert.deepEqual(rows.slice(1, 4), ['ROOT', 'nodes[0]', 'nodes[80]'], 'the tree is open down to its first choice');
+  assert.ok(rows.includes('nodes[13]'));
+  await rowOf(page, 'nodes\\[78\\]').locator('.qx-twisty').click();
+  assert.ok((await rowNames(page)).includes('Lifter_123-923_0_Parts_1-0'), 'an opened branch shows its parts');
+
+  const everything = await page.evaluate(() => [...window.qxViewer.state.models.values()]
+    .flatMap((model) => [...model.instances.values()].map((instance) => instance.key)));
+  // Pixels are compared in the view of the whole model that "Fit" gives.
+  await page.click('#qx-fit');
+  await settled(page);
+  const all = await drawnPixels(page, 'parts-engine');
+  const crank = await branchOf(page, 'nodes[13]');
+  assert.ok(crank.length > 50 && crank.length < everything.length);
+  await rowOf(page, 'nodes\\[13\\]').locator('input').click();
+  await settled(page);
+  assert.deepEqual(await drawnInstances(page, everything), everything.filter((key) => !crank.includes(key)));
+  const hidden = await drawnPixels(page, 'parts-engine-hidden');
+  assert.ok(hidden < all * 0.9, `${hidden} of ${all} pixels drawn with the branch hidden`);
+  await rowOf(page, 'nodes\\[13\\]').locator('input').click();
+
+  const rods = await branchOf(page, 'nodes[74]');
+  await rowOf(page, 'nodes\\[74\\]').locator('.qx-name').click();
+  await page.click('#qx-parts-isolate');
+  assert.deepEqual(await drawnInstances(page, everything), rods);
+  await page.click('#qx-fit');
+  await settled(page);
+  const isolated = await drawnPixels(page, 'parts-engine-isolated');
+  assert.ok(isolated < all * 0.6, `${isolated} of ${all} pixels drawn with one part isolated`);
+  await page.close();
 });

@@ -91,6 +91,9 @@ test('the panel state folds, hides and isolates branches', () => {
     return out;
   };
   assert.deepEqual(parts.rows(), [0, 1, 3], 'the root is open');
+  const chain = readAssemblyTree(new Map([[1, groupBlock({ children: [2] })], [2, groupBlock({ children: [3, 4] })],
+    [3, groupBlock({ children: [5] })], [4, groupBlock({})], [5, groupBlock({})]]));
+  assert.deepEqual(new PartsState(chain).rows(), [0, 1, 2, 4], 'an only child is open as well');
   parts.toggle(1);
   assert.deepEqual(parts.rows(), [0, 1, 2, 3]);
   parts.toggle(0);
