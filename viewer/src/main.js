@@ -82,7 +82,11 @@ function start() {
     app.invalidate();
   });
   window.qxViewer = {
-    state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()), target: () => app.controls.target.toArray(),
+    state,
+    times,
+    loader,
+    projectedRect: () => bounds() && app.projectedRect(bounds()),
+    target: () => app.controls.target.toArray(),
   };
 
   const decodeSlice = () => {
