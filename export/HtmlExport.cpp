@@ -1,5 +1,6 @@
 #include "export/HtmlExport.h"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -91,8 +92,11 @@ void ExportPage(KZV::KeyPath const& key_path, char const* output_file_name,
   key_path.ShowKeys(keys);
   SegmentKey const root(keys.at(0));
   options.SegmentFilter = [root](SegmentKey const& segment) { return segment != root; };
-  SceneConverter converter(root, options, logger, model, inclusion);
-  WalkScene(key_path, converter, logger, true);
+  std::optional<SceneConverter> converter(std::in_place, root, options, logger, model, inclusion);
+  WalkScene(key_path, *converter, logger, true);
+  // The converter writes the tree of parts when it finishes; a page that
+  // carries the tree needs it in the model before the stream is made.
+  if (options.BuildAssemblyTree) converter.reset();
   model.PrepareStream(1);
   model.GenerateStreamFile(nullptr);
 

@@ -1,9 +1,10 @@
 // The viewer's decoder under mutation: real streams (the .qxs seeds of the
 // stream_reader corpus, or files given on the command line) are cut, bit-
 // flipped, overwritten with tags and large numbers, spliced and duplicated,
-// then decoded and applied to a scene. The only way out is a clean end or a
-// StreamError; any other exception, or a stream that takes over a second,
-// is a finding, written to build-fuzz/findings/viewer_decoder/.
+// then decoded and applied to a scene, whose trees of parts are read. The
+// only way out is a clean end or a StreamError; any other exception, or a
+// stream that takes over a second, is a finding, written to
+// build-fuzz/findings/viewer_decoder/.
 //
 //   node fuzz/viewer_decoder.mjs [SECONDS] [SEED_FILES...]
 import { mkdirSync, readFileSync, readdirSync, writeFileSync } from 'node:fs';
@@ -12,6 +13,7 @@ import { fileURLToPath } from 'node:url';
 import { StreamDecoder } from '../viewer/src/StreamDecoder.js';
 import { StreamError } from '../viewer/src/ByteReader.js';
 import { SceneState } from '../viewer/src/SceneState.js';
+import { readAssemblyTree } from '../viewer/src/AssemblyTree.js';
 
 const here = dirname(fileURLToPath(import.meta.url));
 const seconds = Number(process.argv[2] ?? 60);
@@ -68,6 +70,7 @@ function decode(bytes) {
   const decoder = new StreamDecoder(bytes);
   const scene = new SceneState();
   for (let r; (r = decoder.next());) scene.apply(r);
+  for (const model of scene.models.values()) readAssemblyTree(model.keyedData);
 }
 
 function report(bytes, what) {

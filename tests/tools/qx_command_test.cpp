@@ -108,6 +108,17 @@ TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
   EXPECT_EQ(data_of("").find("mesh-instance-"), std::string::npos);
 }
 
+// The page's stream carries the tree: the metadata block and a block per
+// node, one for each of the 115 instances and more for the root and parts.
+TEST_F(QxCommand, AssemblyTreeReachesThePageStream) {
+  REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
+  std::string const summary =
+      ExportAndInspect("export --assembly-tree " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
+  std::smatch keyed;
+  ASSERT_TRUE(std::regex_search(summary, keyed, std::regex("keyed data (\\d+)"))) << summary;
+  EXPECT_GT(std::stoi(keyed[1].str()), 117) << summary;
+}
+
 TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   fs::path const page = dir_ / "demo.html";
   QxRun const run = Qx("export --demo " + Quoted(page));

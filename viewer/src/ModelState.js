@@ -17,6 +17,7 @@ export class ModelState {
     this.instances = new Map(); // key -> instance (I), one per inclusion
     this.images = new Map(); // key -> { preview, main }
     this.imageSources = new Map(); // key -> key of the image that it reuses
+    this.keyedData = new Map(); // key -> bytes
     this.treeNodes = 0;
     this.groups = 0;
   }

@@ -141,7 +141,10 @@ const HANDLERS = {
     if (!s.background && r.color.some((c) => c !== -1)) s.background = r.color;
     if (!s.backgroundImage && r.images.length) s.backgroundImage = r.images[0];
   },
-  d: (s) => { s.counts.keyedData++; },
+  d: (s, r, m) => {
+    m.keyedData.set(r.key, r.data);
+    s.counts.keyedData++;
+  },
   G: (s, r, m) => { m.groups++; },
   o: (s, r, m) => { m.treeNodes = 0; },
   O: (s, r, m) => { m.treeNodes++; },

@@ -5,6 +5,7 @@ import { readModelData } from './pageData.js';
 import { SceneBuilder } from './render/SceneBuilder.js';
 import { isLivePage, startLive } from './live/LiveViewer.js';
 import { Overlay } from './ui/Overlay.js';
+import { openPartsPanel } from './ui/PartsPanel.js';
 import { ViewerApp } from './ui/ViewerApp.js';
 
 // Decoding runs in short tasks of its own, drawing in animation frames, so
@@ -80,7 +81,13 @@ function start() {
     builder.pointSize = Number(event.target.value);
     app.invalidate();
   });
-  window.qxViewer = { state, times, loader, projectedRect: () => bounds() && app.projectedRect(bounds()) };
+  window.qxViewer = {
+    state,
+    times,
+    loader,
+    projectedRect: () => bounds() && app.projectedRect(bounds()),
+    target: () => app.controls.target.toArray(),
+  };
 
   const decodeSlice = () => {
     const begin = performance.now();
@@ -105,6 +112,7 @@ function start() {
       if (drew && times.firstFrame === null && builder.drawn > 0) times.firstFrame = performance.now();
       overlay.update(state, builder.drawn, loader.progress, loader.done);
       pointControl.hidden = !builder.hasPoints;
+      if (loader.done && window.qxViewer.parts === undefined) window.qxViewer.parts = openPartsPanel(document, state, builder, app);
       if (loader.done && builder.textures.pending === 0 && !app.dirty && times.loaded === null) {
         times.loaded = performance.now();
         signal('qxViewerReady', true);

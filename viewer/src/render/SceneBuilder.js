@@ -34,6 +34,7 @@ export class SceneBuilder {
     this.patterns = new PatternStore();
     this.geometries = new Map(); // "model:key" -> [faces, lines, points]
     this.waiting = new Map(); // "model:key" -> instances waiting for mesh data
+    this.instanceObjects = new Map(); // "model:instance key" -> the objects drawn for it
     this.drawn = 0;
     state.listener = {
       instance: (model, instance) => this.addInstance(model, instance),
@@ -54,7 +55,7 @@ export class SceneBuilder {
   }
 
   addInstance(model, instance) {
-    const info = this.state.drawInfo(model, instance);
+    const info = { ...this.state.drawInfo(model, instance), instance: instance.key };
     const id = `${model.id}:${info.dataKey}`;
     if (this.geometries.has(id)) {
       this.place(model, info);
@@ -88,6 +89,9 @@ export class SceneBuilder {
       object.matrixAutoUpdate = false;
       object.matrix.copy(matrix);
       this.root.add(object);
+      const id = `${model.id}:${info.instance}`;
+      if (!this.instanceObjects.has(id)) this.instanceObjects.set(id, []);
+      this.instanceObjects.get(id).push(object);
       this.drawn++;
     });
     this.onChange();

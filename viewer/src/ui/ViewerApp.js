@@ -140,6 +140,20 @@ export class ViewerApp {
     return true;
   }
 
+  // Moves the camera along its present line of sight so that the box
+  // [min x, y, z, max x, y, z], a part of the scene, fills most of the view.
+  // The clip planes still follow the whole scene.
+  frame(bounds) {
+    const center = new Vector3(...bounds.slice(0, 3)).add(new Vector3(...bounds.slice(3))).multiplyScalar(0.5);
+    const direction = this.camera.position.clone().sub(this.controls.target).normalize();
+    if (direction.lengthSq() === 0) direction.copy(DEFAULT_DIRECTION);
+    const distance = fitDistance(bounds, center, direction, this.camera.up, this.camera.fov, this.camera.aspect, FILL);
+    this.camera.position.copy(center).addScaledVector(direction, distance);
+    this.controls.target.copy(center);
+    this.controls.update();
+    this.invalidate();
+  }
+
   // Two taps of a finger in quick succession at one place focus like a double-click.
   doubleTap(event) {
     if (event.pointerType !== 'touch') return;
@@ -160,7 +174,7 @@ export class ViewerApp {
     raycaster.params.Line.threshold = this.sphere.radius * 0.005;
     raycaster.params.Points.threshold = this.sphere.radius * 0.005;
     raycaster.setFromCamera(pointer, this.camera);
-    const hit = raycaster.intersectObject(this.pickRoot, true)[0];
+    const hit = raycaster.intersectObject(this.pickRoot, true).find((h) => h.object.visible);
     if (!hit) return;
     const offset = this.camera.position.clone().sub(hit.point).multiplyScalar(FOCUS_ZOOM);
     this.controls.target.copy(hit.point);

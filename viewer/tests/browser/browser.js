@@ -32,7 +32,11 @@ export async function openBrowser() {
 export async function loadPage(context, path) {
   const page = await context.newPage();
   const consoleErrors = [];
-  page.on('console', (msg) => { if (msg.type() === 'error') consoleErrors.push(msg.text()); });
+  const consoleWarnings = [];
+  page.on('console', (msg) => {
+    if (msg.type() === 'error') consoleErrors.push(msg.text());
+    if (msg.type() === 'warning') consoleWarnings.push(msg.text());
+  });
   page.on('pageerror', (err) => consoleErrors.push(err.message));
   await page.goto(pathToFileURL(resolve(path)).href);
   await page.waitForFunction(() => window.qxViewerReady || window.qxViewerError, null, { timeout: 120000 });
@@ -46,5 +50,5 @@ export async function loadPage(context, path) {
     heap: performance.memory?.usedJSHeapSize ?? null,
     decoded: window.qxViewer?.loader?.decoder.decoded ?? null,
   }));
-  return { page, consoleErrors, ...result };
+  return { page, consoleErrors, consoleWarnings, ...result };
 }

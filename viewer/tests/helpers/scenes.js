@@ -69,8 +69,9 @@ function rgbOf(rgba) {
 
 // Two cubes of one mesh, a half-size duplicate of it, a textured quad sent
 // as an expanded mesh, and a coloured point grid: every kind of content the
-// viewer draws, in the order the stream engine writes it.
-export function sampleScene({ compressed = null } = {}) {
+// viewer draws, in the order the stream engine writes it. `keyed` replaces
+// the model's keyed data, a list of [key, bytes].
+export function sampleScene({ compressed = null, keyed = null } = {}) {
   const w = new StreamWriter();
   const m = ROOT_MODEL;
   w.head()
@@ -82,7 +83,7 @@ export function sampleScene({ compressed = null } = {}) {
     .tree([{ items: 5, children: 0, bounds: [-4, -1, -1, 4, 4, 1] }])
     .bounds([-4, -1, -0.5, 4, 4, 1.5]);
   if (compressed !== null) w.compress(compressed);
-  w.keyed(m, [[1, new TextEncoder().encode('{"name":"sample"}')]], compressed === 1);
+  w.keyed(m, keyed ?? [[1, new TextEncoder().encode('{"name":"sample"}')]], compressed === 1);
   w.context(m).text('<PRIORITY_KEYED_DATA_SENT>');
 
   const sideColors = [[1, 0, 0, 1], [0, 1, 0, 1], [0, 0, 1, 1], [1, 1, 0, 1], [0, 1, 1, 1], [1, 0, 1, 1]];
