@@ -6,6 +6,7 @@
 #define STB_IMAGE_WRITE_IMPLEMENTATION
 #define STBI_WRITE_NO_STDIO
 #include <stb_image_write.h>
+#undef STB_IMAGE_WRITE_IMPLEMENTATION  // TestImages.h includes the header again
 
 #include <string>
 
@@ -18,18 +19,7 @@ namespace {
 using test::Bytes;
 using detail::JpegWellFormed;
 
-Bytes Jpeg(uint32_t width, uint32_t height) {
-  Bytes out;
-  Bytes const pixels = test::Pattern(width, height, 3);
-  stbi_write_jpg_to_func(
-      [](void* context, void* data, int size) {
-        auto* bytes = static_cast<uint8_t*>(data);
-        auto* to = static_cast<Bytes*>(context);
-        to->insert(to->end(), bytes, bytes + size);
-      },
-      &out, int(width), int(height), 3, pixels.data(), 90);
-  return out;
-}
+Bytes Jpeg(uint32_t width, uint32_t height) { return test::Jpeg(test::Pattern(width, height, 3), width, height); }
 
 bool WellFormed(Bytes const& bytes) { return JpegWellFormed(bytes.data(), bytes.size()); }
 
