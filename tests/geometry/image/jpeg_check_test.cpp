@@ -51,7 +51,8 @@ TEST(JpegCheck, WrittenAndSampleJpegsPass) {
   for (char const* name : {"spider_obj/drkwood2.jpg", "spider_obj/SpiderTex.jpg",
                            "vianney_house_2/textures/starirs_steps_baseColor.jpeg"}) {
     Bytes const jpeg = test::ReadAll(test::SampleTexture(name));
-    if (!jpeg.empty()) EXPECT_TRUE(WellFormed(jpeg)) << name;
+    if (jpeg.empty()) continue;
+    EXPECT_TRUE(WellFormed(jpeg)) << name;
   }
   // A file cut inside its scan data is the decoder's to cope with.
   Bytes const whole = Jpeg(64, 64);
