@@ -88,23 +88,6 @@ TEST_F(MaterialsTest, ATextureGoesInOnceWithItsImageAndScalars) {
   EXPECT_EQ(0x10001u, material.textures[0].word);
 }
 
-TEST_F(MaterialsTest, TwoImageDefinitionsAreTwoImages) {
-  DefineImage(root, "one");
-  DefineImage(root, "two");
-  TextureOptionsKit options;
-  root.DefineTexture("first", "one", options);
-  root.DefineTexture("second", "two", options);
-  for (char const* name : {"first", "second"}) {
-    MaterialMappingKit mapping;
-    mapping.SetFaceChannel(Material::Channel::DiffuseTexture, MaterialSetting::TextureName(name));
-    SegmentKey child = root.Subsegment();
-    child.SetMaterialMapping(mapping);
-    InsertSquare(child);
-  }
-  Convert();
-  EXPECT_EQ(2u, impl().images.size());
-}
-
 TEST_F(MaterialsTest, GlossWithoutTexturesKeepsOnlyTheColor) {
   MaterialMappingKit mapping;
   mapping.SetFaceColor({0, 1, 0, 1});

@@ -5,8 +5,6 @@
 #include "ConversionFixture.h"
 #include "scene/ConditionalExpression.h"
 #include "scene/Helpers.h"
-#include "scene/ImageKit.h"
-#include "scene/TextureOptionsKit.h"
 #include "scene/IncludeKey.h"
 #include "scene/ReferenceKey.h"
 #include "scene/SegmentKits.h"
@@ -83,24 +81,35 @@ TEST_F(SceneConverterTest, AllClassesOffAddsNothingNotEvenAMatrix) {
   EXPECT_EQ(matrices, impl().matrices.size());
 }
 
-TEST_F(SceneConverterTest, RightHandedStripsAreReversedWithEqualFlags) {
-  DrawingAttributeKit left, right;
-  left.SetPolygonHandedness(Drawing::Handedness::Left);
-  right.SetPolygonHandedness(Drawing::Handedness::Right);
+// One triangle and one line drawn under left, right, no and unset
+// handedness: right-handed faces are reversed into a mesh of their own with
+// the left-handed flags, unless the option keeps the handedness; lines
+// don't care.
+TEST_F(SceneConverterTest, HandednessReversesFacesOrSetsTheirBits) {
   SegmentKey part = library.Subsegment("part");
   part.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}, {3, 0, 1, 2});
-  root.Subsegment("l").SetDrawingAttribute(left).IncludeSegment(part);
-  root.Subsegment("r").SetDrawingAttribute(right).IncludeSegment(part);
-  root.Subsegment("none").IncludeSegment(part);  // no attribute: like left
+  SegmentKey lines = library.Subsegment("lines");
+  lines.InsertLine({{0, 0, 0}, {1, 0, 0}});
+  for (auto handedness : {Drawing::Handedness::Left, Drawing::Handedness::Right, Drawing::Handedness::None}) {
+    DrawingAttributeKit drawing;
+    drawing.SetPolygonHandedness(handedness);
+    SegmentKey child = root.Subsegment();
+    child.SetDrawingAttribute(drawing).IncludeSegment(part);
+    child.IncludeSegment(lines);
+  }
+  root.Subsegment().IncludeSegment(part);  // no attribute: like left
+
   Convert();
-  ASSERT_EQ(2u, MeshCount());
-  auto const instances = Instances();
-  ASSERT_EQ(3u, instances.size());
-  EXPECT_EQ(instances[0]->mesh, instances[2]->mesh);
+  auto instances = Instances();
+  ASSERT_EQ(7u, instances.size());
+  // Faces: left and unset share a mesh, right has its own.
+  EXPECT_EQ(instances[0]->mesh, instances[6]->mesh);
+  EXPECT_NE(instances[0]->mesh, instances[2]->mesh);
+  EXPECT_EQ(instances[1]->mesh, instances[3]->mesh) << "one line mesh";
   auto const left_words = Words(Mesh(instances[0]->mesh).face_elements, 0);
   uint32_t const left_flags = Mesh(instances[0]->mesh).flags;
-  auto const right_words = Words(Mesh(instances[1]->mesh).face_elements, 0);
-  EXPECT_EQ(left_flags, Mesh(instances[1]->mesh).flags);
+  auto const right_words = Words(Mesh(instances[2]->mesh).face_elements, 0);
+  EXPECT_EQ(left_flags, Mesh(instances[2]->mesh).flags);
   EXPECT_EQ(2u, left_flags & 7);
   // The tuples of one triangle, in opposite orders.
   ASSERT_EQ(left_words.size(), right_words.size());
@@ -108,37 +117,15 @@ TEST_F(SceneConverterTest, RightHandedStripsAreReversedWithEqualFlags) {
   EXPECT_EQ(left_words[0], right_words[stride]);
   EXPECT_EQ(left_words[stride], right_words[0]);
   EXPECT_EQ(left_words[2 * stride], right_words[2 * stride]);
-}
 
-TEST_F(SceneConverterTest, HandednessBitsFollowTheOption) {
-  DrawingAttributeKit right, none;
-  right.SetPolygonHandedness(Drawing::Handedness::Right);
-  none.SetPolygonHandedness(Drawing::Handedness::None);
-  SegmentKey part = library.Subsegment("part");
-  part.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}, {3, 0, 1, 2});
-  root.Subsegment("r").SetDrawingAttribute(right).IncludeSegment(part);
-  root.Subsegment("n").SetDrawingAttribute(none).IncludeSegment(part);
   ConverterOptions keep;
   keep.NormalizeHandedness = false;
+  size_t const before = instances.size();
   Convert(keep);
-  auto const instances = Instances();
-  ASSERT_EQ(2u, instances.size());
-  auto const& right_mesh = Mesh(instances[0]->mesh);
-  EXPECT_EQ(1u, right_mesh.flags & 7);
-  EXPECT_EQ((std::vector<uint32_t>{0, 1, 2}), Words(right_mesh.face_elements, 0));
-  EXPECT_EQ(0u, Mesh(instances[1]->mesh).flags & 7);
-}
-
-TEST_F(SceneConverterTest, LinesShareOneMeshUnderAnyHandedness) {
-  DrawingAttributeKit right;
-  right.SetPolygonHandedness(Drawing::Handedness::Right);
-  SegmentKey part = library.Subsegment("part");
-  part.InsertLine({{0, 0, 0}, {1, 0, 0}});
-  root.Subsegment("r").SetDrawingAttribute(right).IncludeSegment(part);
-  root.Subsegment("l").IncludeSegment(part);
-  Convert();
-  EXPECT_EQ(1u, MeshCount());
-  EXPECT_EQ(2u, Instances().size());
+  instances = Instances();
+  EXPECT_EQ(1u, Mesh(instances[before + 2]->mesh).flags & 7) << "right";
+  EXPECT_EQ((std::vector<uint32_t>{0, 1, 2}), Words(Mesh(instances[before + 2]->mesh).face_elements, 0));
+  EXPECT_EQ(0u, Mesh(instances[before + 4]->mesh).flags & 7) << "none";
 }
 
 TEST_F(SceneConverterTest, AReferencedGeometryTakesTheReferenceMatrixBeforeThePath) {
@@ -195,53 +182,6 @@ TEST_F(SceneConverterTest, VerboseLinesNameThePath) {
   EXPECT_EQ(1, log.Count("UpdateBySegPath: /root/(ANON)/@{part}/part"));
   EXPECT_EQ(1, log.Count("Inserting face mesh."));
   EXPECT_EQ(1, log.Count("Inserting mesh instance."));
-}
-
-TEST_F(SceneConverterTest, AMixedSceneLeavesNoUnresolvedReference) {
-  ImageKit image;
-  image.SetFormat(Image::Format::RGBA).SetSize(1, 1).SetData({1, 2, 3, 4});
-  root.DefineImage("pixels", image);
-  root.DefineTexture("skin", "pixels", TextureOptionsKit());
-  MaterialMappingKit textured;
-  textured.SetFaceChannel(Material::Channel::DiffuseTexture, MaterialSetting::TextureName("skin"));
-  std::vector<SegmentKey> parts;
-  for (int p = 0; p < 10; ++p) {
-    SegmentKey part = library.Subsegment();
-    if (p % 3 == 0) part.SetMaterialMapping(textured);
-    ShellKey shell = InsertSquare(part);
-    if (p % 2) shell.SetFaceRGBColorsByRange(0, {{0.1f * float(p), 0, 0}});
-    part.InsertLine({{0, 0, 0}, {float(p), 1, 0}});
-    part.InsertLine({{float(p), 1, 0}, {2, 2, 0}});
-    part.InsertCircle({1, 0, 0}, {0, 1, 0}, {-1, 0, 0});
-    parts.push_back(part);
-  }
-  for (int i = 0; i < 200; ++i) {
-    SegmentKey child = root.Subsegment();
-    child.SetModellingMatrix(Translation(float(i % 7), 0, 0));
-    if (i % 5 == 0) child.SetClipRegion({{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}}}, Drawing::ClipSpace::World,
-                                        Drawing::ClipOperation::Keep);
-    if (i % 4 == 0) child.ReferenceGeometry(parts[i % 10]);
-    else child.IncludeSegment(parts[i % 10]);
-  }
-  Convert();
-  auto& model = impl();
-  EXPECT_EQ(1u, model.images.size());
-  EXPECT_GT(Instances().size(), 200u * 2);
-  for (auto const* instance : Instances()) {
-    ASSERT_NE(nullptr, model.FindMesh(instance->mesh));
-    EXPECT_TRUE(model.matrices.Contains(instance->matrix) || instance->matrix == 0);
-    for (auto key : {instance->face_material, instance->line_material, instance->point_material})
-      EXPECT_TRUE(model.materials.Contains(key));
-    EXPECT_TRUE(instance->clip == 0 || model.clip_regions.Contains(instance->clip));
-    auto const* record = model.FindMesh(instance->mesh);
-    if (record->face_material_map) {
-      auto const* map = model.material_maps.Find(record->face_material_map);
-      ASSERT_NE(nullptr, map);
-      for (auto key : map->keys) EXPECT_TRUE(model.materials.Contains(key));
-    }
-  }
-  for (auto const& record : model.material_records)
-    for (auto const& texture : record.textures) EXPECT_TRUE(model.images.Contains(texture.image));
 }
 
 }  // namespace

@@ -17,15 +17,21 @@ namespace qx_test {
 
 using QX::Store::test::ReadRecord;
 
-inline std::vector<ReadRecord> ExportRecords(KZV::SegmentKey const& root) {
+// The stream that the export of the scene below `root` puts into its page;
+// empty, with a failure, where the page holds no stream.
+inline std::vector<uint8_t> ExportStream(KZV::SegmentKey const& root) {
   TempDir dir;
   WriteText(dir / "template.html", "<html><!-- QX_MODEL_DATA --></html>");
   KZV::HTML::File::Export(KZV::KeyPath({root}), (dir / "page.html").c_str(), (dir / "template.html").c_str());
   std::string const page = ReadText(dir / "page.html");
   EXPECT_TRUE(page.starts_with("<html>") && page.ends_with("</html>"));
   auto const stream = DecodeBase64(page.substr(6, page.size() - 13));
-  EXPECT_TRUE(stream.has_value());
-  return stream ? QX::Store::test::ReadRecords(*stream) : std::vector<ReadRecord>{};
+  EXPECT_TRUE(stream.has_value() && !stream->empty());
+  return stream.value_or(std::vector<uint8_t>{});
+}
+
+inline std::vector<ReadRecord> ExportRecords(KZV::SegmentKey const& root) {
+  return QX::Store::test::ReadRecords(ExportStream(root));
 }
 
 inline std::vector<ReadRecord> RecordsOf(std::vector<ReadRecord> const& records, uint32_t tag) {

@@ -46,7 +46,13 @@ TEST(Base64, AnyLengthAnySplitDecodesBack) {
   std::vector<uint8_t> data(10001);
   for (uint8_t& byte : data) byte = static_cast<uint8_t>(random());
   std::vector<std::vector<size_t>> const splits = {{4096}, {1}, {2}, {5, 7, 4093}, {4095, 4097}};
-  for (size_t length = 0; length <= 10000; ++length) {
+  // Every short length, and lengths around the block sizes of the encoder's callers.
+  std::vector<size_t> lengths;
+  for (size_t length = 0; length <= 300; ++length) lengths.push_back(length);
+  for (size_t block : {4096u, 8192u})
+    for (size_t length = block - 7; length <= block + 7; ++length) lengths.push_back(length);
+  lengths.push_back(10000);
+  for (size_t length : lengths) {
     std::vector<uint8_t> const part(data.begin(), data.begin() + length);
     auto const& split = splits[length % splits.size()];
     std::string const text = Encode(part, split);

@@ -9,7 +9,6 @@
 
 #include "conversion/SceneConverter.h"
 #include "conversion/WalkScene.h"
-#include "export/HtmlExport.h"
 #include "scene/Database.h"
 #include "scene/Definitions.h"
 #include "scene/ImageKit.h"
@@ -26,9 +25,7 @@
 #include "store/Model.h"
 #include "store/ModelImpl.h"
 #include "stream/StreamSummary.h"
-#include "tests/export/Base64Reference.h"
-#include "tests/stream/StreamRecords.h"
-#include "tests/support/TempDir.h"
+#include "tests/export/ExportedStream.h"
 
 namespace {
 
@@ -254,22 +251,15 @@ TEST(ExportPipeline, EveryPartOfTheSceneReachesThePageStream) {
   Expected expected;
   BuildRows(scene, BuildParts(library, expected), expected);
 
-  qx_test::TempDir dir;
-  qx_test::WriteText(dir / "template.html", "<html><!-- QX_MODEL_DATA --></html>");
-  HTML::File::Export(KeyPath({scene}), (dir / "page.html").c_str(), (dir / "template.html").c_str());
-  std::string const page = qx_test::ReadText(dir / "page.html");
-  ASSERT_TRUE(page.starts_with("<html>") && page.ends_with("</html>"));
-  auto const stream = qx_test::DecodeBase64(page.substr(6, page.size() - 13));
-  ASSERT_TRUE(stream.has_value());
-
-  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(*stream);
+  std::vector<uint8_t> const stream = qx_test::ExportStream(scene);
+  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(stream);
   EXPECT_EQ(summary.error, "");
   EXPECT_TRUE(summary.dangling.empty()) << QX::Store::FormatSummary(summary);
   EXPECT_EQ(summary.instances, expected.instances);
   EXPECT_EQ(summary.mesh_definitions, expected.meshes);
   EXPECT_EQ(summary.images, expected.images);
 
-  auto const records = QX::Store::test::ReadRecords(*stream);
+  auto const records = QX::Store::test::ReadRecords(stream);
   StreamContents const contents(records);
   EXPECT_EQ(contents.instances.size(), expected.instances);
   EXPECT_EQ(contents.meshes.size(), expected.meshes);

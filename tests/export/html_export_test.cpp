@@ -10,8 +10,7 @@
 #include "scene/SegmentKey.h"
 #include "scene/ShellKey.h"
 #include "stream/StreamSummary.h"
-#include "tests/export/Base64Reference.h"
-#include "tests/support/TempDir.h"
+#include "tests/export/ExportedStream.h"
 
 namespace {
 
@@ -58,24 +57,15 @@ TEST(HtmlExport, TemplateWithoutMarkerFailsAtTheEnd) {
 // back from the page.
 TEST(HtmlExport, SceneBecomesAPageWithItsStream) {
   using namespace KZV;
-  SegmentKey const scene = Database::CreateRootSegment("scene");
-  SegmentKey const part = Database::CreateRootSegment("part");
+  SegmentKey scene = Database::CreateRootSegment("scene");
+  SegmentKey part = Database::CreateRootSegment("part");
   part.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}},
                    {4, 0, 3, 2, 1, 4, 4, 5, 6, 7, 4, 0, 1, 5, 4, 4, 1, 2, 6, 5,
                     4, 2, 3, 7, 6, 4, 3, 0, 4, 7});
   scene.Subsegment("left").IncludeSegment(part);
   scene.Subsegment("right").SetModellingMatrix(MatrixKit().Translate(3, 0, 0)).IncludeSegment(part);
 
-  qx_test::TempDir dir;
-  qx_test::WriteText(dir / "template.html", "<html><!-- QX_MODEL_DATA --></html>");
-  KZV::HTML::File::Export(KeyPath({scene}), (dir / "page.html").c_str(),
-                          (dir / "template.html").c_str());
-
-  std::string const page = qx_test::ReadText(dir / "page.html");
-  ASSERT_TRUE(page.starts_with("<html>") && page.ends_with("</html>"));
-  auto const stream = qx_test::DecodeBase64(page.substr(6, page.size() - 13));
-  ASSERT_TRUE(stream.has_value());
-  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(*stream);
+  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(qx_test::ExportStream(scene));
   EXPECT_EQ(summary.error, "");
   EXPECT_TRUE(summary.dangling.empty());
   EXPECT_EQ(summary.instances, 2u);
@@ -83,6 +73,8 @@ TEST(HtmlExport, SceneBecomesAPageWithItsStream) {
   EXPECT_EQ(summary.triangles, 12u);
   ASSERT_TRUE(summary.bounds.has_value());
   EXPECT_FLOAT_EQ(summary.bounds->max_x, 4.0f);
+  scene.Delete();
+  part.Delete();
 }
 
 }  // namespace

@@ -2,19 +2,14 @@
 // holds every text as a mesh of faces and outline, with nothing unresolved.
 #include <gtest/gtest.h>
 
-#include "export/HtmlExport.h"
 #include "geometry/mesh/StreamMesh.h"
 #include "scene/Database.h"
 #include "scene/IncludeKey.h"
-#include "scene/KeyPath.h"
 #include "scene/MaterialMappingKit.h"
 #include "scene/MatrixKit.h"
-#include "scene/SegmentKey.h"
 #include "scene/TextKit.h"
 #include "stream/StreamSummary.h"
-#include "tests/export/Base64Reference.h"
-#include "tests/stream/StreamRecords.h"
-#include "tests/support/TempDir.h"
+#include "tests/export/ExportedStream.h"
 
 namespace {
 
@@ -41,14 +36,8 @@ TEST(TextExport, EveryTextReachesThePageAsFacesAndOutline) {
   scene.InsertText(TextKit().SetText("   "));  // gives nothing
   constexpr uint64_t kTextMeshes = 5, kTextInstances = 6;
 
-  qx_test::TempDir dir;
-  qx_test::WriteText(dir / "template.html", "<html><!-- QX_MODEL_DATA --></html>");
-  HTML::File::Export(KeyPath({scene}), (dir / "page.html").c_str(), (dir / "template.html").c_str());
-  std::string const page = qx_test::ReadText(dir / "page.html");
-  auto const stream = qx_test::DecodeBase64(page.substr(6, page.size() - 13));
-  ASSERT_TRUE(stream.has_value());
-
-  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(*stream);
+  std::vector<uint8_t> const stream = qx_test::ExportStream(scene);
+  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(stream);
   EXPECT_EQ(summary.error, "");
   EXPECT_TRUE(summary.dangling.empty()) << QX::Store::FormatSummary(summary);
   EXPECT_EQ(kTextInstances, summary.instances);
@@ -56,7 +45,7 @@ TEST(TextExport, EveryTextReachesThePageAsFacesAndOutline) {
   EXPECT_EQ(kTextMeshes, summary.mesh_records);
 
   uint64_t meshes = 0;
-  for (auto const& record : QX::Store::test::ReadRecords(*stream)) {
+  for (auto const& record : QX::Store::test::ReadRecords(stream)) {
     if (record.tag != QX::Store::kIndexedMeshTag) continue;
     std::vector<std::array<double, 3>> positions;
     std::array<uint64_t, 2> split{};

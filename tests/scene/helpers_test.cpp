@@ -41,15 +41,3 @@ TEST(HelpersTest, WarningsAreCollectedInOrder) {
   EXPECT_EQ(warnings[1].text, "second");
   EXPECT_TRUE(DBI::TakeWarnings().empty());
 }
-
-TEST(HelpersTest, UTF8Basics) {
-  KZV::UTF8 text("ab");
-  text += KZV::UTF8("c");
-  EXPECT_EQ(text, "abc");
-  EXPECT_EQ(text.GetHash(), KZV::UTF8("abc").GetHash());
-  EXPECT_NE(text.GetHash(), KZV::UTF8("abd").GetHash());
-  char const range[] = "xyz";
-  EXPECT_EQ(KZV::UTF8(range, range + 2), "xy");
-  EXPECT_TRUE(KZV::UTF8().Empty());
-  EXPECT_STREQ(static_cast<char const*>(KZV::UTF8()), "");
-}

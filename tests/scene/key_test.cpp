@@ -6,9 +6,7 @@
 #include "scene/IncludeKey.h"
 #include "scene/SearchResults.h"
 #include "export/value_types/Exceptions.h"
-#include "scene/ReferenceKey.h"
 #include "scene/ShellKey.h"
-#include "scene/TextKit.h"
 
 using namespace KZV;
 
@@ -28,20 +26,6 @@ TEST_F(KeyTest, HandlesOfOneEntityAreEqualWhateverTheirClass) {
   std::unordered_set<Key> set{plain, geometry, shell};
   EXPECT_EQ(set.size(), 1u);
   EXPECT_NE(Key(root.InsertShell({}, {})), plain);
-}
-
-TEST_F(KeyTest, TypeCodesOfEveryKind) {
-  SegmentKey child = root.Subsegment("child");
-  EXPECT_EQ(child.Type(), TypeCode::Segment);
-  EXPECT_EQ(root.IncludeSegment(child).Type(), TypeCode::Include);
-  EXPECT_EQ(root.InsertLine({{0, 0, 0}, {1, 1, 1}}).Type(), TypeCode::Line);
-  EXPECT_EQ(root.InsertPolygon({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}).Type(), TypeCode::Polygon);
-  EXPECT_EQ(root.InsertCircle({1, 0, 0}, {0, 1, 0}, {-1, 0, 0}).Type(), TypeCode::Circle);
-  EXPECT_EQ(root.InsertEllipse({0, 0, 0}, {2, 0, 0}, {0, 1, 0}).Type(), TypeCode::Ellipse);
-  EXPECT_EQ(root.InsertSphere({0, 0, 0}, 1, {0, 0, 1}, {1, 0, 0}).Type(), TypeCode::Sphere);
-  EXPECT_EQ(root.InsertText(TextKit().SetText("a")).Type(), TypeCode::Text);
-  EXPECT_EQ(root.ReferenceGeometry(child).Type(), TypeCode::Reference);
-  EXPECT_EQ(Key().Type(), 0u);
 }
 
 TEST_F(KeyTest, DeletedEntityIsDetectableAndFindsNothing) {

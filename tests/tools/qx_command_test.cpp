@@ -1,62 +1,43 @@
 // `qx export` and `qx demo` run as commands: the pages they write, the
 // streams in them, and their errors and exit codes.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <regex>
 #include <string>
 
 #include "tests/export/Base64Reference.h"
+#include "tests/support/TempDir.h"
 #include "tests/tools/QxRun.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
+using qx_test::ReadText;
+using qx_tool_test::ExportKeepingWork;
+using qx_tool_test::FindBelow;
 using qx_tool_test::kModels;
 using qx_tool_test::Quoted;
 using qx_tool_test::Qx;
 using qx_tool_test::QxRun;
 
-std::string ReadText(fs::path const& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 class QxCommand : public testing::Test {
  protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("qx-command-test-" + std::to_string(getpid()));
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  // Runs `qx export MODEL` or `qx export --demo` with the work files kept and
-  // returns `qx inspect` of the stream.
-  std::string ExportAndInspect(std::string const& command) {
+  // Runs `qx export ARGUMENTS` with the work files kept and returns
+  // `qx inspect` of the stream.
+  std::string ExportAndInspect(std::string const& arguments) {
     fs::path const page = dir_ / "page.html";
-    QxRun const run = Qx(command + " " + Quoted(page) + " --keep-workdir");
-    EXPECT_EQ(run.code, 0) << run.output;
-    std::smatch kept;
-    if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) {
-      ADD_FAILURE() << run.output;
-      return {};
-    }
-    fs::path const work = kept[1].str();
-    std::string summary;
-    for (auto const& entry : fs::recursive_directory_iterator(work))
-      if (entry.path().extension() == ".qxs") summary = Qx("inspect " + Quoted(entry.path())).output;
+    fs::path const work = ExportKeepingWork(arguments, page);
+    std::string const summary = Qx("inspect " + Quoted(FindBelow(work, ".qxs"))).output;
     fs::remove_all(work);
     EXPECT_NE(ReadText(page).find("<html"), std::string::npos);
     return summary;
   }
 
-  fs::path dir_;
+  qx_test::TempDir dir_;
 };
 
 #define REQUIRE_MODEL(relative) \
@@ -64,14 +45,14 @@ class QxCommand : public testing::Test {
 
 TEST_F(QxCommand, SharedMeshesBecomeOneMeshRecordAndManyInstances) {
   REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
-  std::string const summary = ExportAndInspect("export " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
+  std::string const summary = ExportAndInspect(Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
   EXPECT_NE(summary.find("instances 115, meshes 34 (records 34, triangles 75730)"), std::string::npos) << summary;
   EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
 }
 
 TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
   REQUIRE_MODEL("CesiumMilkTruck/CesiumMilkTruck.glb");
-  std::string const summary = ExportAndInspect("export " + Quoted(kModels / "CesiumMilkTruck/CesiumMilkTruck.glb"));
+  std::string const summary = ExportAndInspect(Quoted(kModels / "CesiumMilkTruck/CesiumMilkTruck.glb"));
   EXPECT_NE(summary.find("instances 5, meshes 4 (records 4, triangles 2856)"), std::string::npos) << summary;
   EXPECT_EQ(summary.find("images 0"), std::string::npos) << summary;
 }
@@ -79,7 +60,7 @@ TEST_F(QxCommand, EmbeddedTexturesReachTheStream) {
 TEST_F(QxCommand, SplitPointCloudsSendsAScanAsOneMeshPerNode) {
   REQUIRE_MODEL("pond_pointcloud_ply/pond.0.ply");
   std::string const summary =
-      ExportAndInspect("export --split-point-clouds " + Quoted(kModels / "pond_pointcloud_ply/pond.0.ply"));
+      ExportAndInspect("--split-point-clouds " + Quoted(kModels / "pond_pointcloud_ply/pond.0.ply"));
   std::smatch counts;
   ASSERT_TRUE(std::regex_search(summary, counts, std::regex("instances (\\d+), meshes (\\d+)"))) << summary;
   EXPECT_GE(std::stoi(counts[2].str()), 7) << "70,051 points in nodes of about 10,000";
@@ -91,15 +72,10 @@ TEST_F(QxCommand, SplitPointCloudsSendsAScanAsOneMeshPerNode) {
 TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
   REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
   auto data_of = [&](std::string const& flags) {
-    QxRun const run = Qx("export " + flags + " " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb") +
-                                    " " + Quoted(dir_ / "page.html") + " --keep-workdir");
-    EXPECT_EQ(run.code, 0) << run.output;
-    std::smatch kept;
-    if (!std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)"))) return std::string();
-    std::string data;
-    for (auto const& entry : fs::recursive_directory_iterator(kept[1].str()))
-      if (entry.path().filename() == "_data.qxi") data = ReadText(entry.path());
-    fs::remove_all(kept[1].str());
+    fs::path const work =
+        ExportKeepingWork(flags + " " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"), dir_ / "page.html");
+    std::string const data = ReadText(FindBelow(work, "_data.qxi"));
+    fs::remove_all(work);
     return data;
   };
   std::string const with_tree = data_of("--assembly-tree");
@@ -126,13 +102,13 @@ TEST_F(QxCommand, DemoWritesAPageWithItsStreamInPlaceOfTheMarker) {
   std::string const html = ReadText(page);
   EXPECT_EQ(html.find("<!-- QX_MODEL_DATA -->"), std::string::npos);  // the stream took the marker's place
   EXPECT_EQ(run.output.find("kept"), std::string::npos);
-  for (auto const& entry : fs::directory_iterator(dir_)) EXPECT_EQ(entry.path(), page);
+  for (auto const& entry : fs::directory_iterator(dir_.Path())) EXPECT_EQ(entry.path(), page);
 }
 
 // The demo's eight bolts are one part: fewer meshes than instances, and
 // its generated texture is in the stream.
 TEST_F(QxCommand, DemoStreamReusesItsPartsAndHoldsItsTexture) {
-  std::string const summary = ExportAndInspect("export --demo");
+  std::string const summary = ExportAndInspect("--demo");
   std::smatch counts;
   ASSERT_TRUE(std::regex_search(summary, counts, std::regex("instances (\\d+), meshes (\\d+)"))) << summary;
   EXPECT_GE(std::stoi(counts[1].str()), std::stoi(counts[2].str()) + 7) << summary;
@@ -154,13 +130,13 @@ TEST_F(QxCommand, BadInputsGiveTheirExitCodesAndNoPage) {
   } const cases[] = {
       {"export " + Quoted(dir_ / "absent.glb") + " " + Quoted(page), 1, "no such file"},
       {"export " + Quoted(dir_ / "empty.glb") + " " + Quoted(page), 1, "is empty"},
-      {"export " + Quoted(dir_) + " " + Quoted(page), 1, "is a directory"},
+      {"export " + Quoted(dir_.Path()) + " " + Quoted(page), 1, "is a directory"},
       {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2,
        "marker"},
       {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(page) + " --template " + Quoted(dir_ / "none.html"), 2,
        "cannot read the page template"},
       {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_ / "no/such/dir/out.html"), 3, "cannot write"},
-      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_), 3, "is a directory"},
+      {"export " + Quoted(dir_ / "scene.obj") + " " + Quoted(dir_.Path()), 3, "is a directory"},
       {"export --demo " + Quoted(page) + " --template " + Quoted(dir_ / "plain.html"), 2, "marker"},
   };
   for (auto const& c : cases) {
@@ -169,7 +145,7 @@ TEST_F(QxCommand, BadInputsGiveTheirExitCodesAndNoPage) {
     EXPECT_NE(run.output.find(c.words), std::string::npos) << c.arguments << "\n" << run.output;
     EXPECT_FALSE(fs::exists(page)) << c.arguments;
   }
-  for (auto const& entry : fs::directory_iterator(dir_))
+  for (auto const& entry : fs::directory_iterator(dir_.Path()))
     EXPECT_EQ(entry.path().string().find(".part-"), std::string::npos) << entry.path();
 }
 
@@ -191,14 +167,8 @@ TEST_F(QxCommand, AFailedExportLeavesTheOldPageAsItWas) {
 // A model directory left by an export streams again on its own, to the
 // same content, and a directory that holds no model is refused.
 TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
-  QxRun const run =
-      Qx("export --demo " + Quoted(dir_ / "page.html") + " --keep-workdir");
-  ASSERT_EQ(run.code, 0) << run.output;
-  std::smatch kept;
-  ASSERT_TRUE(std::regex_search(run.output, kept, std::regex("kept the model and stream in (\\S+)")));
-  fs::path model;
-  for (auto const& entry : fs::recursive_directory_iterator(kept[1].str()))
-    if (entry.path().filename() == "_digest.qxi") model = entry.path().parent_path();
+  fs::path const work = ExportKeepingWork("--demo", dir_ / "page.html");
+  fs::path const model = FindBelow(work, "_digest.qxi").parent_path();
   ASSERT_FALSE(model.empty());
 
   fs::path const stream = dir_ / "again.qxs";
@@ -209,7 +179,7 @@ TEST_F(QxCommand, StreamWritesAModelDirectorysStream) {
   EXPECT_NE(summary.find("unresolved references: 0"), std::string::npos) << summary;
   EXPECT_EQ(Qx("inspect " + Quoted(stream)).output,
             Qx("inspect " + Quoted(model / "tmp.qxs")).output);
-  fs::remove_all(kept[1].str());
+  fs::remove_all(work);
 
   EXPECT_EQ(Qx("stream " + Quoted(dir_ / "nothing/here")).code, 1);
 }

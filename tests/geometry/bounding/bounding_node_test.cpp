@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "TreeTestSupport.h"
 
 namespace QX::Store {
@@ -67,25 +65,6 @@ TEST(InsertItem, NodesAtTheDepthLimitNeverSplit) {
     total += node.items.size();
   });
   EXPECT_EQ(total, 500u);
-}
-
-TEST(InsertItem, EveryItemLandsInExactlyOneNodeThatHoldsIt) {
-  auto set = test::ClusteredItems(5000, 5);
-  BoundingNode root;
-  root.bounds = set.bounds;
-  for (auto* item : set.pointers) ASSERT_TRUE(InsertItem(root, item, 0));
-  std::map<BoundingItem const*, int> seen;
-  ForEachNode(root, 0, [&](BoundingNode const& node, uint32_t depth) {
-    if (!node.octants && depth < kMaxTreeDepth) {
-      EXPECT_LE(node.items.size(), kMaxLeafItems);
-    }
-    for (auto const* item : node.items) {
-      ++seen[item];
-      EXPECT_TRUE(Contains(node.bounds, item->bounds));
-    }
-  });
-  EXPECT_EQ(seen.size(), set.items.size());
-  for (auto const& [item, count] : seen) EXPECT_EQ(count, 1);
 }
 
 TEST(PruneTree, CollapsesSingleChildrenAndDissolvesSmallLightLeaves) {

@@ -63,12 +63,12 @@ TEST(WriteTree, SingleNodeTreeBytes) {
 }
 
 TEST(ReadTree, RoundTripRestoresItemsAndGivesTheSameBytes) {
-  auto set = test::ClusteredItems(6000, 13);
+  auto set = test::ClusteredItems(3000, 13);
   auto root = SeededTree(set);
   std::vector<uint8_t> bytes;
   WriteTree(*root, bytes);
 
-  auto copy = test::ClusteredItems(6000, 13);
+  auto copy = test::ClusteredItems(3000, 13);
   for (auto& item : copy.items) item = {item.key, 0, BoundingBox{}};
   auto read = ReadTree(bytes, LookupIn(copy));
   ASSERT_TRUE(read);
@@ -107,7 +107,7 @@ TEST(ReadTree, RejectsDamagedRecords) {
 }
 
 TEST(WriteStreamTree, NodesAndHeadMatchAWalkOfTheTree) {
-  auto set = test::ClusteredItems(6000, 17);
+  auto set = test::ClusteredItems(3000, 17);
   auto root = SeededTree(set);
   std::vector<uint8_t> bytes;
   WriteStreamTree(*root, bytes);

@@ -38,28 +38,5 @@ TEST(CollectTasks, ClustersCrowdedOrHeavyNodesAboveTheDepthLimit) {
   }
 }
 
-TEST(CollectTasks, SamplesFifteenPointsPerBoxBottomTopThenMiddle) {
-  auto items = Items(2, 1024);
-  items[1].bounds = {2, 4, 6, 4, 8, 10};
-  BoundingNode node = NodeOf(items);
-  std::vector<ClusterTask> tasks;
-  CollectTasks(node, 0, tasks);
-  ASSERT_EQ(tasks.size(), 1u);
-  ClusterTask const& task = tasks[0];
-  EXPECT_EQ(task.node, &node);
-  EXPECT_EQ(task.bounds, (BoundingBox{0, 0, 0, 4, 8, 10}));
-  ASSERT_EQ(task.samples.size(), 30u);
-  std::vector<std::array<float, 3>> second;
-  for (size_t i = 15; i < 30; ++i) {
-    EXPECT_EQ(task.samples[i].box, 1u);
-    second.push_back({task.samples[i].x, task.samples[i].y, task.samples[i].z});
-  }
-  std::vector<std::array<float, 3>> const expected = {
-      {2, 4, 6}, {4, 4, 6}, {2, 8, 6}, {4, 8, 6}, {3, 6, 6},
-      {2, 4, 10}, {4, 4, 10}, {2, 8, 10}, {4, 8, 10}, {3, 6, 10},
-      {2, 4, 8}, {4, 4, 8}, {2, 8, 8}, {4, 8, 8}, {3, 6, 8}};
-  EXPECT_EQ(second, expected);
-}
-
 }  // namespace
 }  // namespace QX::Store

@@ -49,7 +49,7 @@ bool HasClusters(BoundingNode const& root) {
 
 TEST(BuildBoundingTree, RandomSeedsKeepEveryItemOnceOnOneOrManyThreads) {
   for (uint32_t threads : {1u, 3u}) {
-    auto set = test::ClusteredItems(20000, 21);
+    auto set = test::ClusteredItems(8000, 21);
     set.items[17].bounds = BoundingBox{};  // no stream data: not entered
     auto root = BuildBoundingTree(set.pointers, set.bounds, {threads, nullptr});
     ExpectSoundTree(*root, set);
@@ -64,8 +64,8 @@ TEST(BuildBoundingTree, InjectedSeedsGiveTheSameTree) {
     return static_cast<uint32_t>(thread * 7919 + task * 104729 + 1);
   };
   std::vector<uint8_t> first, second;
-  auto a = test::ClusteredItems(8000, 2);
-  auto b = test::ClusteredItems(8000, 2);
+  auto a = test::ClusteredItems(4000, 2);
+  auto b = test::ClusteredItems(4000, 2);
   WriteTree(*BuildBoundingTree(a.pointers, a.bounds, options), first);
   WriteTree(*BuildBoundingTree(b.pointers, b.bounds, options), second);
   EXPECT_EQ(first, second);

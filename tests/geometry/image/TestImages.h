@@ -2,6 +2,7 @@
 // Images built in code for the image tests, and access to the sample
 // textures when they are present.
 #include <lodepng.h>
+#include <stb_image_write.h>
 #include <zlib.h>
 
 #include <cstdint>
@@ -157,6 +158,19 @@ inline Bytes MakeBmp(uint32_t width, uint32_t height) {
   put(26, 1, 2);
   put(28, 24, 2);
   put(34, row * height, 4);
+  return out;
+}
+
+// A JPEG of the given pixels at quality 90; the test that calls it defines
+// STB_IMAGE_WRITE_IMPLEMENTATION.
+inline Bytes Jpeg(Bytes const& pixels, uint32_t width, uint32_t height) {
+  Bytes out;
+  stbi_write_jpg_to_func(
+      [](void* context, void* data, int size) {
+        auto* bytes = static_cast<uint8_t*>(data);
+        static_cast<Bytes*>(context)->insert(static_cast<Bytes*>(context)->end(), bytes, bytes + size);
+      },
+      &out, int(width), int(height), 3, pixels.data(), 90);
   return out;
 }
 

@@ -103,30 +103,16 @@ TEST(ValidateImage, DamagedPngSignatureNeedsPngCodeAndWholeHeader) {
   EXPECT_FALSE(Validate(bad_crc, kFilePng));
 }
 
-TEST(DecodeImage, KeepsTheFilesChannelCount) {
-  Bytes const gray = test::Pattern(7, 5, 1);
-  Decoded const g = Decode(test::MakePng(gray, 7, 5, test::Options(LCT_GREY, LCT_GREY)), kFilePng);
-  ASSERT_TRUE(g.ok);
-  EXPECT_EQ(g.decoder, ImageDecoder::Stb);
-  EXPECT_EQ(g.channels, 1u);
-  EXPECT_EQ(g.pixels, gray);
-
-  Bytes const rgb = test::Pattern(6, 9, 3);
-  Decoded const c = Decode(test::MakePng(rgb, 6, 9, test::Options(LCT_RGB, LCT_RGB)), kFileUnchanged);
-  ASSERT_TRUE(c.ok);
-  EXPECT_EQ(c.channels, 3u);
-  EXPECT_EQ(c.pixels, rgb);
-
-}
-
-// Each color type through the libpng fallback, reached by a damaged signature.
+// Each color type through stb_image, which keeps the file's channels, and
+// through the libpng fallback, reached by a damaged signature, which gives
+// RGBA.
 struct FallbackCase {
   char const* name;
   test::PngOptions options;
   uint32_t channels;  // of the raw pixels handed to the encoder
 };
 
-TEST(DecodeImage, FallbackGivesRgbaForEveryColorType) {
+TEST(DecodeImage, EveryColorTypeByBothDecoders) {
   uint32_t const w = 13, h = 11;
   FallbackCase const cases[] = {
       {"gray", test::Options(LCT_GREY, LCT_GREY), 1},
@@ -141,6 +127,11 @@ TEST(DecodeImage, FallbackGivesRgbaForEveryColorType) {
     Bytes const pixels = test::Pattern(w, h, c.channels);
     Bytes const png = test::MakePng(pixels, w, h, c.options);
     ASSERT_FALSE(png.empty()) << c.name;
+    Decoded const direct = Decode(png, kFilePng);
+    ASSERT_TRUE(direct.ok) << c.name;
+    EXPECT_EQ(direct.decoder, ImageDecoder::Stb) << c.name;
+    EXPECT_EQ(direct.channels, c.channels) << c.name;
+    EXPECT_EQ(direct.pixels, pixels) << c.name;
     Decoded const d = Decode(test::DamageSignature(png), kFilePng);
     ASSERT_TRUE(d.ok) << c.name;
     EXPECT_EQ(d.decoder, ImageDecoder::PngFallback) << c.name;

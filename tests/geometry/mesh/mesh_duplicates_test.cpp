@@ -18,6 +18,10 @@ using qx_test::TestMesh;
 
 namespace {
 
+// Mesh keys start here, so that "a duplicate of the first mesh" can't be
+// mistaken for "not a duplicate" (0).
+constexpr MeshKey kFirst = 100;
+
 // A model's worth of what duplicate detection works on: inserts like the
 // store does, storing the mesh unless it is a duplicate.
 struct Meshes {
@@ -29,7 +33,8 @@ struct Meshes {
   std::vector<Matrix> matrices;
   DuplicateSearch search{candidates, duplicates, stored, scratch,
                          [this](MeshKey key) -> MeshRecord const* {
-                           return key < records.size() ? &records[key] : nullptr;
+                           return key >= kFirst && key - kFirst < records.size() ? &records[key - kFirst]
+                                                                                 : nullptr;
                          },
                          [this](Matrix const& m) {
                            matrices.push_back(m);
@@ -38,7 +43,7 @@ struct Meshes {
 
   MeshRecord const& Insert(TestMesh& mesh) {
     MeshRecord& record = records.emplace_back();
-    record.key = MeshKey(records.size() - 1);
+    record.key = kFirst + MeshKey(records.size() - 1);
     if (!FindDuplicate(mesh.Data(), record, search))
       WriteStoredMesh(stored, mesh.Data(), record, nullptr);
     return record;
@@ -56,7 +61,7 @@ TEST(MeshDuplicates, TranslationAndExactRepetition) {
   size_t const stored_size = model.stored.bytes.size();
 
   MeshRecord const m = model.Insert(moved);
-  EXPECT_EQ(0u, m.duplicate_of);
+  EXPECT_EQ(kFirst, m.duplicate_of);
   ASSERT_EQ(1u, model.matrices.size());
   EXPECT_EQ(1u, m.duplicate_matrix);
   Matrix const& t = model.matrices[0];
@@ -66,12 +71,12 @@ TEST(MeshDuplicates, TranslationAndExactRepetition) {
   EXPECT_EQ(0u, m.content_hash);
 
   MeshRecord const a = model.Insert(again);
-  EXPECT_EQ(0u, a.duplicate_of);
+  EXPECT_EQ(kFirst, a.duplicate_of);
   EXPECT_EQ(0u, a.duplicate_matrix);
   EXPECT_EQ(1u, model.matrices.size());
   EXPECT_EQ(stored_size, model.stored.bytes.size());
-  EXPECT_EQ((std::vector<MeshKey>{1, 2}), model.duplicates[0]);
-  EXPECT_EQ((std::vector<MeshKey>{0}), model.candidates[model.records[0].content_hash]);
+  EXPECT_EQ((std::vector<MeshKey>{kFirst + 1, kFirst + 2}), model.duplicates[kFirst]);
+  EXPECT_EQ((std::vector<MeshKey>{kFirst}), model.candidates[model.records[0].content_hash]);
   EXPECT_EQ((BoundingBox{10, -20, 0.5f, 15, -12.5f, 9.875f}), m.bounds);
 }
 
@@ -90,7 +95,7 @@ TEST(MeshDuplicates, FewerThan32PointsAreNeverCompared) {
   small.points.push_back({4, 4, 4});
   TestMesh thirty_two = small;
   model.Insert(small);
-  EXPECT_EQ(2u, model.Insert(thirty_two).duplicate_of);
+  EXPECT_EQ(kFirst + 2, model.Insert(thirty_two).duplicate_of);
 }
 
 TEST(MeshDuplicates, SameHashOtherShapeStaysAndTheSeventhIsNotCompared) {
@@ -105,7 +110,9 @@ TEST(MeshDuplicates, SameHashOtherShapeStaysAndTheSeventhIsNotCompared) {
     EXPECT_NE(0u, r.content_hash);
   }
   uint64_t const hash = model.records[0].content_hash;
-  EXPECT_EQ((std::vector<MeshKey>{0, 1, 2, 3, 4, 5, 6}), model.candidates[hash]);
+  EXPECT_EQ((std::vector<MeshKey>{kFirst, kFirst + 1, kFirst + 2, kFirst + 3, kFirst + 4, kFirst + 5,
+                                   kFirst + 6}),
+            model.candidates[hash]);
 
   // The eighth is equal to the first, but six keys are there already.
   TestMesh m = GridMesh(6);
@@ -137,7 +144,7 @@ TEST(MeshDuplicates, FlatMeshesAreFoundLinesAreNot) {
   TestMesh flat_moved = flat;
   for (auto& p : flat_moved.points) p.x += 3;
   model.Insert(flat);
-  EXPECT_EQ(0u, model.Insert(flat_moved).duplicate_of);
+  EXPECT_EQ(kFirst, model.Insert(flat_moved).duplicate_of);
   EXPECT_EQ(1u, model.matrices.size());
 
   TestMesh line = GridMesh(6);

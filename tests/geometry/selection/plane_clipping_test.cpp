@@ -19,37 +19,36 @@ double Area(std::vector<Triangle> const& ts) {
   return sum;
 }
 
-TEST(CutSegment, FindsTheCutWhateverTheDirection) {
-  PointD const p{-1, 2, 3}, q{3, 2, 3};
-  auto forward = CutSegment(kZeroPlaneX, p, q);
-  auto backward = CutSegment(kZeroPlaneX, q, p);
-  ASSERT_TRUE(forward && backward);
-  EXPECT_EQ(*forward, *backward);
-  EXPECT_EQ(*forward, (PointD{0, 2, 3}));
-}
-
-TEST(CutSegment, OffsetPlaneUsesThePointOnThePlane) {
-  // 2x - 4 = 0, the plane x = 2, with a normal that isn't unit.
-  auto cut = CutSegment({2, 0, 0, -4}, {0, 0, 0}, {4, 4, 0});
-  ASSERT_TRUE(cut);
-  EXPECT_DOUBLE_EQ(cut->x, 2);
-  EXPECT_DOUBLE_EQ(cut->y, 2);
-}
-
-TEST(CutSegment, EndsAreCutWithinTheTolerance) {
-  // An end on the plane is cut; so is one just short of it within 1e-7 of
-  // the segment's parameter range.
-  EXPECT_TRUE(CutSegment(kZeroPlaneX, {0, 0, 0}, {1, 0, 0}));
-  EXPECT_TRUE(CutSegment(kZeroPlaneX, {1, 0, 0}, {0, 0, 0}));
-  EXPECT_TRUE(CutSegment(kZeroPlaneX, {0.5e-7, 0, 0}, {1, 0, 0}));
-  EXPECT_FALSE(CutSegment(kZeroPlaneX, {1e-6, 0, 0}, {1, 0, 0}));
-  EXPECT_FALSE(CutSegment(kZeroPlaneX, {-1, 0, 0}, {-1e-6, 0, 0}));
-}
-
-TEST(CutSegment, ParallelOrZeroNormalHasNoCut) {
-  EXPECT_FALSE(CutSegment(kZeroPlaneX, {0, 0, 0}, {0, 5, 0}));
-  EXPECT_FALSE(CutSegment(kZeroPlaneX, {1, 0, 0}, {1, 5, 5}));
-  EXPECT_FALSE(CutSegment({0, 0, 0, 1}, {-1, 0, 0}, {1, 0, 0}));
+// Where a segment meets a plane, in either direction, with a normal of any
+// length; an end within 1e-7 of the parameter range still counts.
+TEST(CutSegment, CutsWithinTheSegmentOnly) {
+  struct Case {
+    char const* name;
+    PlaneRow plane;
+    PointD p, q;
+    bool cuts;
+    PointD at;
+  };
+  Case const cases[] = {
+      {"forward", kZeroPlaneX, {-1, 2, 3}, {3, 2, 3}, true, {0, 2, 3}},
+      {"backward", kZeroPlaneX, {3, 2, 3}, {-1, 2, 3}, true, {0, 2, 3}},
+      {"2x - 4 = 0", {2, 0, 0, -4}, {0, 0, 0}, {4, 4, 0}, true, {2, 2, 0}},
+      {"first end on the plane", kZeroPlaneX, {0, 0, 0}, {1, 0, 0}, true, {0, 0, 0}},
+      {"second end on the plane", kZeroPlaneX, {1, 0, 0}, {0, 0, 0}, true, {0, 0, 0}},
+      {"end within the tolerance", kZeroPlaneX, {0.5e-7, 0, 0}, {1, 0, 0}, true, {0, 0, 0}},
+      {"end short of it", kZeroPlaneX, {1e-6, 0, 0}, {1, 0, 0}, false, {}},
+      {"behind", kZeroPlaneX, {-1, 0, 0}, {-1e-6, 0, 0}, false, {}},
+      {"in the plane", kZeroPlaneX, {0, 0, 0}, {0, 5, 0}, false, {}},
+      {"parallel", kZeroPlaneX, {1, 0, 0}, {1, 5, 5}, false, {}},
+      {"zero normal", {0, 0, 0, 1}, {-1, 0, 0}, {1, 0, 0}, false, {}},
+  };
+  for (auto const& c : cases) {
+    auto const cut = CutSegment(c.plane, c.p, c.q);
+    ASSERT_EQ(cut.has_value(), c.cuts) << c.name;
+    if (cut) {
+      EXPECT_LT(DistanceSquaredOf(*cut, c.at), 1e-14) << c.name;
+    }
+  }
 }
 
 TEST(ClipTriangle, KeepsWhatLiesOnTheNegativeSide) {
