@@ -90,7 +90,8 @@ TEST_F(ModelDataFileTest, GroupBlockBytesAndWords) {
 
   GroupEntry group;
   group.key = 4;
-  WriteGroupBlock(impl(), group, instances, {{3, 1}});
+  std::vector<GroupInc> const one_group = {{3, 1}};
+  WriteGroupBlock(impl(), group, instances, one_group);
   EXPECT_EQ(group.size, 32u);
   EXPECT_EQ(group.position, static_cast<int64_t>(FileSize(kDataName)) - 32);
   impl().LoadGroup(group);
