@@ -15,6 +15,8 @@ TEST(StoreHandles, EmptyHandlesThrow) {
   EXPECT_EQ(ThrownText([&] { model.InsertMaterial(RGBAColor{}); }), "Used an invalid Model");
   Cache cache;
   EXPECT_EQ(ThrownText([&] { cache.OpenModel("x", true); }), "Used an invalid Cache");
+  cache = Cache::Open(nullptr);  // an assigned handle works
+  EXPECT_STREQ(cache.OpenModel("_empty", true).Name(), "_empty");
   try {
     model.Impl();
   } catch (std::runtime_error const&) {

@@ -53,11 +53,6 @@ TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
   EXPECT_EQ(mesh.data.face_material_map, impl().FindMesh(1)->face_material_map);
 }
 
-TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshes) {
-  Reopen(true);
-  ExpectThrow(GridMesh(2).Data(), "Attempted to modify a read only model.");
-}
-
 TEST_F(ModelMeshesTest, DuplicatesAreFoundInThisOpenAndAfterAReopen) {
   TestMesh first = GridMesh(6);
   MeshKey const a = model.InsertMesh(first.Data());
@@ -150,10 +145,11 @@ TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
   }
 }
 
-TEST_F(ModelMeshesTest, ReadOnlyModelEncodesNothing) {
+TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshesAndEncodesNothing) {
   TestMesh mesh = GridMesh(3);
   MeshKey const key = model.InsertMesh(mesh.Data());
   Reopen(true);
+  ExpectThrow(GridMesh(2).Data(), "Attempted to modify a read only model.");
   StoredMesh scratch;
   MeshRecord& record = impl().mesh_records[impl().meshes.Find(key)->index];
   impl().EncodeStreamMesh(record, scratch, 1);
