@@ -40,12 +40,20 @@ class BundleFileTest : public testing::Test {
     fs::create_directories(dir / "model");
     for (auto const& [name, text] : contents) qx_test::WriteText(dir / "model" / name, text);
     WriteBundle(dir / "model", {"_a.qxi", "_empty.qxi", "_c.qxd"}, bundle, DefaultFiles(), nullptr);
+    ASSERT_TRUE(set.Load());
+  }
+  // A file of the bundle, opened through the model's file set.
+  std::unique_ptr<File> Open(std::string const& name) {
+    std::unique_ptr<File> file = DefaultFiles().NewFile();
+    set.OpenFile(*file, name);
+    return file;
   }
 
   qx_test::TempDir dir;
   fs::path const bundle = dir / "model.qxz";
   std::vector<std::pair<std::string, std::string>> const contents = {
       {"_a.qxi", RandomText(5000, 1)}, {"_empty.qxi", ""}, {"_c.qxd", "abc"}};
+  ModelFileSet set{&DefaultFiles(), bundle, true, true};
 };
 
 TEST_F(BundleFileTest, TableGivesEachFileItsSizeAndPlace) {
@@ -63,11 +71,8 @@ TEST_F(BundleFileTest, TableGivesEachFileItsSizeAndPlace) {
 }
 
 TEST_F(BundleFileTest, FilesReadInPlaceAsWritten) {
-  ModelFileSet set(&DefaultFiles(), bundle, true, true);
-  ASSERT_TRUE(set.Load());
   for (auto const& [name, text] : contents) {
-    std::unique_ptr<File> file = DefaultFiles().NewFile();
-    set.OpenFile(*file, name);
+    std::unique_ptr<File> file = Open(name);
     ASSERT_EQ(file->State(), FileState::OpenForReading) << name;
     EXPECT_EQ(ReadAll(*file), text) << name;
     EXPECT_EQ(file->Write("x", 1), 0u);
@@ -75,10 +80,7 @@ TEST_F(BundleFileTest, FilesReadInPlaceAsWritten) {
 }
 
 TEST_F(BundleFileTest, SeeksStayWithinTheFile) {
-  ModelFileSet set(&DefaultFiles(), bundle, true, true);
-  ASSERT_TRUE(set.Load());
-  std::unique_ptr<File> file = DefaultFiles().NewFile();
-  set.OpenFile(*file, "_c.qxd");
+  std::unique_ptr<File> file = Open("_c.qxd");
   char byte = 0;
   EXPECT_EQ(file->Seek(-1, kSeekEnd), 2);
   EXPECT_EQ(file->Read(&byte, 5), 1u);
@@ -94,10 +96,7 @@ TEST_F(BundleFileTest, SeeksStayWithinTheFile) {
 }
 
 TEST_F(BundleFileTest, UnknownFileStaysFailed) {
-  ModelFileSet set(&DefaultFiles(), bundle, true, true);
-  ASSERT_TRUE(set.Load());
-  std::unique_ptr<File> file = DefaultFiles().NewFile();
-  set.OpenFile(*file, "_missing.qxi");
+  std::unique_ptr<File> file = Open("_missing.qxi");
   char byte = 0;
   EXPECT_EQ(file->State(), FileState::Failed);
   EXPECT_EQ(file->Read(&byte, 1), 0u);
@@ -105,8 +104,6 @@ TEST_F(BundleFileTest, UnknownFileStaysFailed) {
 }
 
 TEST_F(BundleFileTest, FilesShareOneBundleFileThatCountsTwice) {
-  ModelFileSet set(&DefaultFiles(), bundle, true, true);
-  ASSERT_TRUE(set.Load());
   Bundle const& shared = *set.LoadedBundle();
   std::unique_ptr<File> a = DefaultFiles().NewFile();
   std::unique_ptr<File> c = DefaultFiles().NewFile();
@@ -136,8 +133,8 @@ TEST_F(BundleFileTest, OldBundleIsNotReadInPlace) {
   qx_test::WriteText(dir / "old.qxz", std::string(old.begin(), old.end()));
   EXPECT_EQ(QueryBundleForm(dir / "old.qxz", DefaultFiles(), nullptr), kOldBundleForm);
   EXPECT_FALSE(LoadBundleTable(dir / "old.qxz", DefaultFiles()));
-  ModelFileSet set(&DefaultFiles(), dir / "old.qxz", true, true);
-  EXPECT_FALSE(set.Load());
+  ModelFileSet old_set(&DefaultFiles(), dir / "old.qxz", true, true);
+  EXPECT_FALSE(old_set.Load());
 }
 
 TEST_F(BundleFileTest, UnpacksIntoANewDirectoryOnly) {

@@ -1,6 +1,7 @@
 #pragma once
 // A cache over a fresh temporary directory with a logger that keeps its lines,
-// and helpers to write raw digest bytes, for the store core's tests.
+// helpers to write raw digest bytes, and a fixture with one model open, for
+// the store's tests.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -29,6 +30,7 @@ class KeptLines final : public Logger {
     return int(std::count_if(lines.begin(), lines.end(),
                              [&](std::string const& l) { return l.starts_with(prefix); }));
   }
+  bool Saw(std::string const& line) const { return std::ranges::count(lines, line) > 0; }
   std::vector<std::string> lines;
 };
 
@@ -103,6 +105,24 @@ class StoreTest : public ::testing::Test {
   KeptLines log;
   ForwardingFiles files;
   Cache cache;
+};
+
+// One model, "model", open for writing from the start.
+class ModelTest : public StoreTest {
+ protected:
+  ModelTest() { Reopen(); }
+  ~ModelTest() override { model = Model(); }
+
+  // Closes the model (writing its digest) and opens it again.
+  void Reopen(bool read_only = false) {
+    model = Model();
+    model = Open("model", read_only);
+  }
+  ModelImpl& impl() { return model.Impl(); }
+  std::filesystem::path FilePath(char const* name) const { return FileOf("model", name); }
+  uintmax_t FileSize(char const* name) const { return std::filesystem::file_size(FilePath(name)); }
+
+  Model model;
 };
 
 }  // namespace qx_store_test

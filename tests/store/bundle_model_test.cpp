@@ -110,20 +110,9 @@ TEST_F(BundleModel, DamagedBundleIsNoModel) {
             "Unable to open model (.qxz bundle): " + location);
 }
 
-TEST_F(BundleModel, OldFormIsUnpackedOnceBesideIt) {
-  MakeModel("m", 3);
-  std::string const from_directory = StreamOf("m", false);
-  std::vector<uint8_t> const old = OldFormOf(dir / "m");
-  qx_test::WriteText(dir / "old.qxz", std::string(old.begin(), old.end()));
-
-  EXPECT_EQ(StreamOf("old.qxz", true), from_directory);
-  EXPECT_EQ(log.Count("Decompressed "), 1);
-  EXPECT_TRUE(fs::exists(dir / "old" / kDigestName));
-  EXPECT_EQ(StreamOf("old.qxz", true), from_directory);
-  EXPECT_EQ(log.Count("Decompressed "), 1);  // found as a directory the second time
-}
-
-TEST_F(BundleModel, OldFormIsUnpackedOnceInTheWorkspace) {
+// An old-form bundle is unpacked once, beside it or in the workspace (which
+// goes with its cache), and streams as its directory did.
+TEST_F(BundleModel, OldFormIsUnpackedOnce) {
   MakeModel("m", 3);
   std::string const from_directory = StreamOf("m", false);
   std::vector<uint8_t> const old = OldFormOf(dir / "m");
@@ -140,7 +129,13 @@ TEST_F(BundleModel, OldFormIsUnpackedOnceInTheWorkspace) {
     EXPECT_EQ(log.Count("Decompressed "), 1);
     EXPECT_FALSE(fs::exists(dir / "old"));
   }
-  EXPECT_FALSE(fs::exists(workspace));  // removed with the cache
+  EXPECT_FALSE(fs::exists(workspace));
+
+  EXPECT_EQ(StreamOf("old.qxz", true), from_directory);
+  EXPECT_EQ(log.Count("Decompressed "), 2);
+  EXPECT_TRUE(fs::exists(dir / "old" / kDigestName));
+  EXPECT_EQ(StreamOf("old.qxz", true), from_directory);
+  EXPECT_EQ(log.Count("Decompressed "), 2);  // found as a directory the second time
 }
 
 TEST_F(BundleModel, FailedUnpackLeavesNothingBehind) {

@@ -1,16 +1,14 @@
-#include <gtest/gtest.h>
-
+// Images of a model: equal images stored once, hash collisions and formats
+// told apart, encoded images, refused calls and unreadable records.
 #include <numeric>
 #include <stdexcept>
-#include <vector>
 
 #include "store/ImageRecord.h"
-#include "tests/store/DataFilesFixture.h"
+#include "tests/store/StoreFixture.h"
 
-namespace QX::Store {
+namespace qx_store_test {
 namespace {
 
-using testing::DataFilesTest;
 using Bytes = std::vector<uint8_t>;
 
 Bytes Pixels(size_t n, uint8_t first = 0) {
@@ -27,7 +25,7 @@ Bytes PngHead() {
   return png;
 }
 
-class ModelImagesTest : public DataFilesTest {
+class ModelImagesTest : public ModelTest {
  protected:
   ImageRecord const& Image(ImageKey key) { return *impl().images.Find(key); }
   // Files a key under another content hash, as a hash collision would.
@@ -96,34 +94,19 @@ TEST_F(ModelImagesTest, EncodedImageFormatsAndFailures) {
   EXPECT_EQ(Image(model.InsertEncodedImage(size, png.data(), 2)).format, kImageFileConverted);
 
   ImageKey const next = impl().next.image;
-  EXPECT_THROW(
-      try { model.InsertEncodedImage(size, png.data(), 3); } catch (Exception const& e) {
-        EXPECT_STREQ(e.what(), "Invalid ImageFormat.");
-        throw;
-      },
-      Exception);
+  EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(size, png.data(), 3); }), "Invalid ImageFormat.");
   Bytes const junk(64, 0x42);
-  EXPECT_THROW(
-      try { model.InsertEncodedImage(64, junk.data(), 0); } catch (Exception const& e) {
-        EXPECT_STREQ(e.what(), "Image validation failed: unknown image type");
-        throw;
-      },
-      Exception);
-  EXPECT_TRUE(logger.Saw("Image validation failed: unknown image type"));
+  EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(64, junk.data(), 0); }),
+            "Image validation failed: unknown image type");
+  EXPECT_TRUE(log.Saw("Image validation failed: unknown image type"));
   EXPECT_THROW(model.InsertEncodedImage(0, nullptr, 0), Exception);
   EXPECT_THROW(model.InsertImageRGB(2, 2, nullptr), std::invalid_argument);
   EXPECT_THROW(model.InsertImageRGBA(0x10000, 0x4000, nullptr), std::length_error);
   EXPECT_EQ(impl().next.image, next);
-}
-
-TEST_F(ModelImagesTest, ReadOnlyModelRefusesBeforeLookingAtTheFormat) {
+  // A read-only model refuses before it looks at the format.
   Reopen(true);
-  try {
-    model.InsertEncodedImage(0, nullptr, 3);
-    FAIL();
-  } catch (Exception const& e) {
-    EXPECT_STREQ(e.what(), "Attempted to modify a read only model.");
-  }
+  EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(0, nullptr, 3); }),
+            "Attempted to modify a read only model.");
 }
 
 TEST_F(ModelImagesTest, DuplicatesSurviveAReopen) {
@@ -145,9 +128,9 @@ TEST_F(ModelImagesTest, UnreadableImageIsLogged) {
   ImagePixels out;
   EXPECT_FALSE(impl().ReadImage(record, out));
   EXPECT_TRUE(out.bytes.empty());
-  EXPECT_TRUE(logger.Saw("Failed reading ImageId (" + std::to_string(impl().id) + " , " +
+  EXPECT_TRUE(log.Saw("Failed reading ImageId (" + std::to_string(impl().id) + " , " +
                          std::to_string(record.key) + ")"));
 }
 
 }  // namespace
-}  // namespace QX::Store
+}  // namespace qx_store_test

@@ -1,6 +1,6 @@
 // Includes: of a model in itself, of other models with what is recorded of
-// them, the unit scale, finding an included model again by its stored path,
-// and instance overrides kept through the digest.
+// them, the unit scale, and finding an included model again by its stored
+// path.
 #include <filesystem>
 
 #include "geometry/bounding/BoundingTree.h"
@@ -67,24 +67,20 @@ TEST_F(IncludeTest, OtherModelIsAttachedOnceWithItsPathScaleAndBounds) {
   EXPECT_EQ(attached.bounds, root);
 }
 
-TEST_F(IncludeTest, TreeInMemoryGivesTheBounds) {
-  Model other = Open("other");
-  other.Impl().bounding_tree = OneItemTree();
-  Model model = Open("m");
-  model.Include(other, 0);
-  EXPECT_EQ(model.Impl().attached_models.Find(other.Impl().id)->bounds,
-            other.Impl().bounding_tree->root->bounds);
-}
-
-TEST_F(IncludeTest, MissingOrDamagedTreeGivesAnEmptyBox) {
+// The bounds recorded of an included model come from its tree in memory,
+// else from its tree file; without a sound tree the box is empty.
+TEST_F(IncludeTest, BoundsOfATreeInMemoryMissingOrDamaged) {
+  Model in_memory = Open("in_memory");
+  in_memory.Impl().bounding_tree = OneItemTree();
   Model plain = Open("plain");
   Model damaged = Open("damaged");
   qx_test::WriteText(FileOf("damaged", kStreamBoundingName), std::string("o\0\0\0", 4));
   Model model = Open("m");
-  model.Include(plain, 0);
-  model.Include(damaged, 0);
-  EXPECT_FALSE(model.Impl().attached_models.Find(plain.Impl().id)->bounds.Valid());
-  EXPECT_FALSE(model.Impl().attached_models.Find(damaged.Impl().id)->bounds.Valid());
+  for (Model const* other : {&in_memory, &plain, &damaged}) model.Include(*other, 0);
+  auto const bounds = [&](Model const& other) { return model.Impl().attached_models.Find(other.Impl().id)->bounds; };
+  EXPECT_EQ(bounds(in_memory), in_memory.Impl().bounding_tree->root->bounds);
+  EXPECT_FALSE(bounds(plain).Valid());
+  EXPECT_FALSE(bounds(damaged).Valid());
   EXPECT_FALSE(fs::exists(FileOf("plain", kStreamBoundingName)));
 }
 
@@ -209,24 +205,6 @@ TEST_F(IncludeTest, ModelOfARelativeSearchPathIsStoredByAPathThatResolves) {
   ResolvedAttachments resolved;
   EXPECT_NE(ResolveAttached(m, attached.id, attached.path, resolved), kNoModel);
   EXPECT_NE(other_id, 0u);
-}
-
-TEST_F(IncludeTest, OverridesSurviveTheDigest) {
-  InstanceOverride const value{{1, kNoKey, 0}, {2, 0, 3}, 4, 5, 0x900};
-  {
-    Model model = Open("m");
-    model.Include(model, 0);
-    model.Impl().instance_overrides.Insert(InstanceInc{1, 7}, value);
-    model.Impl().dirty = true;
-  }
-  Model model = Open("m", true);
-  InstanceOverride const* read = model.Impl().instance_overrides.Find(InstanceInc{1, 7});
-  ASSERT_NE(read, nullptr);
-  EXPECT_EQ(read->materials, value.materials);
-  EXPECT_EQ(read->material_maps, value.material_maps);
-  EXPECT_EQ(read->clip, value.clip);
-  EXPECT_EQ(read->flags, value.flags);
-  EXPECT_EQ(read->modifiers, value.modifiers);
 }
 
 }  // namespace

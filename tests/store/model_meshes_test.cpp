@@ -1,59 +1,29 @@
 // Mesh insertion through the Model handle: the order of the checks, the
 // key handling, duplicates across a reopen, and encoding that survives one.
-#include <gtest/gtest.h>
-
-#include <filesystem>
 #include <limits>
 
 #include "files/File.h"
 #include "geometry/mesh/MeshData.h"
 #include "geometry/mesh/StoredMesh.h"
 #include "geometry/mesh/StreamMesh.h"
-#include "store/Cache.h"
-#include "store/Logger.h"
-#include "store/Model.h"
-#include "store/ModelImpl.h"
 #include "tests/geometry/mesh/TestMesh.h"
-#include "tests/support/TempDir.h"
+#include "tests/store/StoreFixture.h"
 
-using namespace QX::Store;
+namespace qx_store_test {
+namespace {
+
 using qx_test::GridMesh;
 using qx_test::TestMesh;
 
-namespace {
-
-class ModelMeshesTest : public ::testing::Test {
+class ModelMeshesTest : public ModelTest {
  protected:
-  ModelMeshesTest() : cache_(Cache::Open(nullptr)) { Reopen(); }
-  ~ModelMeshesTest() override { model = Model(); }
-
-  void Reopen(bool read_only = false) {
-    model = Model();
-    model = cache_.OpenModel((dir_.Path() / "model").string().c_str(), read_only);
-  }
-  ModelImpl& impl() { return model.Impl(); }
-  uintmax_t MeshFileSize() const {
-    return std::filesystem::file_size(dir_.Path() / "model" / "_meshes.qxi");
-  }
+  uintmax_t MeshFileSize() const { return FileSize(kMeshesName); }
   void ExpectThrow(MeshData const& mesh, char const* text) {
-    try {
-      model.InsertMesh(mesh);
-      ADD_FAILURE() << "no exception, expected " << text;
-    } catch (Exception const& e) {
-      EXPECT_STREQ(text, e.what());
-    }
+    EXPECT_EQ(ThrownText([&] { model.InsertMesh(mesh); }), text);
   }
-
-  Model model;
-
- private:
-  qx_test::TempDir dir_;
-  Cache cache_;
 };
 
 constexpr uint32_t X() { return kNoIndex; }
-
-}  // namespace
 
 TEST_F(ModelMeshesTest, NewModelStoresTheEmptyMeshFirst) {
   MeshRecord const* empty = impl().FindMesh(0);
@@ -81,11 +51,6 @@ TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
   mesh.data.face_material_map = impl().InsertMaterialMap({0});
   EXPECT_EQ(1u, model.InsertMesh(mesh.Data()));
   EXPECT_EQ(mesh.data.face_material_map, impl().FindMesh(1)->face_material_map);
-}
-
-TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshes) {
-  Reopen(true);
-  ExpectThrow(GridMesh(2).Data(), "Attempted to modify a read only model.");
 }
 
 TEST_F(ModelMeshesTest, DuplicatesAreFoundInThisOpenAndAfterAReopen) {
@@ -180,13 +145,17 @@ TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
   }
 }
 
-TEST_F(ModelMeshesTest, ReadOnlyModelEncodesNothing) {
+TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshesAndEncodesNothing) {
   TestMesh mesh = GridMesh(3);
   MeshKey const key = model.InsertMesh(mesh.Data());
   Reopen(true);
+  ExpectThrow(GridMesh(2).Data(), "Attempted to modify a read only model.");
   StoredMesh scratch;
   MeshRecord& record = impl().mesh_records[impl().meshes.Find(key)->index];
   impl().EncodeStreamMesh(record, scratch, 1);
   EXPECT_EQ(std::vector<MeshTocEntry>{kNoDataTocEntry}, record.toc);
   EXPECT_FALSE(impl().stream_meshes_file->IsOpen());
 }
+
+}  // namespace
+}  // namespace qx_store_test

@@ -1,20 +1,17 @@
-#include <gtest/gtest.h>
-
+// The stream tocs of a model's images and meshes: written record by record,
+// read back in file order at open, and damaged files that fail the open.
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "store/ImageRecord.h"
 #include "store/StreamToc.h"
-#include "tests/store/DataFilesFixture.h"
+#include "tests/store/StoreFixture.h"
 
-namespace QX::Store {
+namespace qx_store_test {
 namespace {
 
-using testing::DataFilesTest;
 using Bytes = std::vector<uint8_t>;
 
-class ModelStreamTocsTest : public DataFilesTest {
+class ModelStreamTocsTest : public ModelTest {
  protected:
   ImageRecord& Image(ImageKey key) { return *impl().images.Find(key); }
 
@@ -22,21 +19,8 @@ class ModelStreamTocsTest : public DataFilesTest {
     std::ofstream out(FilePath(name), std::ios::binary | std::ios::app);
     out.write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   }
-
-  bool SawPrefix(std::string const& prefix) const {
-    for (auto const& line : logger.lines) {
-      if (line.rfind(prefix, 0) == 0) return true;
-    }
-    return false;
-  }
-
   std::string OpenFailure() {
-    try {
-      Reopen();
-    } catch (Exception const& e) {
-      return e.what();
-    }
-    return "opened";
+    return ThrownText([&] { Reopen(); });
   }
 };
 
@@ -64,7 +48,7 @@ TEST_F(ModelStreamTocsTest, ImageTocsAreReadBackInFileOrder) {
   both.insert(both.end(), second.begin(), second.end());
   EXPECT_EQ(Image(a).toc, both);
   EXPECT_EQ(Image(b).toc, std::vector<ImageTocEntry>{kNoImageData});
-  EXPECT_TRUE(SawPrefix("read 3 stream image tocs in "));
+  EXPECT_TRUE(log.Count("read 3 stream image tocs in ") > 0);
 }
 
 TEST_F(ModelStreamTocsTest, MeshTocsFillTocAndClasses) {
@@ -76,30 +60,30 @@ TEST_F(ModelStreamTocsTest, MeshTocsFillTocAndClasses) {
   unknown.key = 4242;
   unknown.toc = {{1, 2, 3}};
   impl().WriteMeshToc(unknown);
-  EXPECT_EQ(FileSize("_stream_meshes_toc.qxd"), 48u + 32u);
+  EXPECT_EQ(FileSize(kStreamMeshesTocName), 48u + 32u);
 
   Reopen();
   MeshRecord const* read = impl().FindMesh(0);
   ASSERT_NE(read, nullptr);
   EXPECT_EQ(read->toc, mesh.toc);
   EXPECT_EQ(read->classes, 5u);
-  EXPECT_TRUE(SawPrefix("read 1 stream mesh tocs in "));
+  EXPECT_TRUE(log.Count("read 1 stream mesh tocs in ") > 0);
 }
 
 TEST_F(ModelStreamTocsTest, EmptyTocsLogACountOfZero) {
   model.InsertKeyedData(0, nullptr, 1);  // something to write a digest for
   Reopen();
-  EXPECT_TRUE(SawPrefix("read 0 stream mesh tocs in "));
-  EXPECT_TRUE(SawPrefix("read 0 stream image tocs in "));
+  EXPECT_TRUE(log.Count("read 0 stream mesh tocs in ") > 0);
+  EXPECT_TRUE(log.Count("read 0 stream image tocs in ") > 0);
 }
 
 TEST_F(ModelStreamTocsTest, DamagedTocsFailTheOpen) {
   model.InsertKeyedData(0, nullptr, 1);
-  Close();
+  model = Model();
   AppendToFile("_stream_images_toc.qxd", {77, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0});
   std::string expected = "Unexpected code: " + FilePath("_stream_images_toc.qxd").string();
   EXPECT_EQ(OpenFailure(), expected);
-  EXPECT_TRUE(logger.Saw(expected));
+  EXPECT_TRUE(log.Saw(expected));
 
   std::filesystem::resize_file(FilePath("_stream_images_toc.qxd"), 0);
   Bytes record = EncodeMeshTocHead(0, 2, 1);
@@ -107,32 +91,8 @@ TEST_F(ModelStreamTocsTest, DamagedTocsFailTheOpen) {
   AppendToFile("_stream_meshes_toc.qxd", record);
   expected = "File corrupt: " + FilePath("_stream_meshes_toc.qxd").string();
   EXPECT_EQ(OpenFailure(), expected);
-  EXPECT_TRUE(logger.Saw(expected));
-}
-
-// Everything of this part written in one open comes back after a reopen.
-TEST_F(ModelStreamTocsTest, ImagesKeyedDataAndGroupsSurviveAReopen) {
-  Bytes const pixels = {1, 2, 3, 4, 5, 6};
-  Bytes const data = {9, 9, 8};
-  ImageKey const image = model.InsertImageGray(3, 2, pixels.data());
-  DataKey const key = model.InsertKeyedData(3, data.data(), 77);
-  GroupKey const group = model.InsertGroup({{0, 1}, {0, 2}}, {{0, 5}});
-
-  Reopen();
-  ImagePixels out;
-  ASSERT_TRUE(impl().ReadImage(Image(image), out));
-  EXPECT_EQ(out.width, 3u);
-  EXPECT_EQ(out.height, 2u);
-  EXPECT_EQ(out.format, kImageGray);
-  EXPECT_EQ(out.bytes, pixels);
-  Bytes read;
-  ASSERT_TRUE(impl().ReadKeyedData(key, read));
-  EXPECT_EQ(read, data);
-  EXPECT_EQ(impl().keyed_data.Find(key)->type, 77u);
-  GroupEntry& entry = *impl().groups.Find(group);
-  impl().LoadGroup(entry);
-  EXPECT_EQ(entry.words, (std::vector<uint32_t>{8, 2, 0, 1, 0, 2, 1, 0, 5}));
+  EXPECT_TRUE(log.Saw(expected));
 }
 
 }  // namespace
-}  // namespace QX::Store
+}  // namespace qx_store_test

@@ -73,6 +73,15 @@ class LiveTest : public qx_store_test::StoreTest {
                  [&](ReadRecord const& r) { return r.tag == tag; });
     return out;
   }
+  static size_t Count(std::vector<ReadRecord> const& records, uint32_t tag) {
+    return size_t(std::count_if(records.begin(), records.end(), [&](ReadRecord const& r) { return r.tag == tag; }));
+  }
+
+  // The text of a text record or of a live text record, without its zero.
+  static std::string TextOf(ReadRecord const& r) {
+    size_t const at = r.tag == Tag::LiveText ? 12 : 8;
+    return std::string(reinterpret_cast<char const*>(r.bytes.data() + at), r.Word(at / 4 - 1) - 1);
+  }
 
   // The item of a model's instance in its first inclusion.
   static StreamInstance* ItemOf(StreamState& state, Model const& model, InstanceKey key) {

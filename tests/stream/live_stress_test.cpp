@@ -60,10 +60,8 @@ TEST_F(LiveStress, PassesRunWhileAttachRequestsArrive) {
     request.kind = RequestKind::Stream;
     request.camera = &camera;
     std::vector<ReadRecord> const records = Pass(state, request);
-    instances += Only(records, Tag::Instance).size();
-    for (ReadRecord const& text : Only(records, Tag::LiveText))
-      missing += std::string(reinterpret_cast<char const*>(text.bytes.data() + 12))
-                     .starts_with("<MISSING_MODEL");
+    instances += Count(records, Tag::Instance);
+    for (ReadRecord const& text : Only(records, Tag::LiveText)) missing += TextOf(text).starts_with("<MISSING_MODEL");
     if (entered && sink.status == 2) break;
   }
   requester.join();

@@ -58,8 +58,8 @@ TEST_F(Requests, MeshIdsSendDefinitionAndDataOnce) {
   SetUpState();
   Pairs const ids = {{id, 2}};
   std::vector<ReadRecord> const first = Ask(RequestKind::MeshIds, &ids);
-  EXPECT_EQ(Only(first, Tag::MeshDef).size(), 1u);
-  EXPECT_EQ(Only(first, Tag::SmallMesh).size(), 1u);
+  EXPECT_EQ(Count(first, Tag::MeshDef), 1u);
+  EXPECT_EQ(Count(first, Tag::SmallMesh), 1u);
   EndsWithItsT(first, 7);
   std::vector<ReadRecord> const again = Ask(RequestKind::MeshIds, &ids);
   EXPECT_EQ(TagsOf(again), std::vector<uint32_t>{Tag::PassEnd});
@@ -78,7 +78,7 @@ TEST_F(Requests, DataIdsReachKeyedDataThatPassesNeverSend) {
   EXPECT_FALSE(state->sent.keyed_data.contains(ObjectId(model.Impl().id, hidden_data)));
   Pairs const ids = {{id, hidden_data}};
   std::vector<ReadRecord> const records = Ask(RequestKind::DataIds, &ids);
-  ASSERT_EQ(Only(records, Tag::KeyedData).size(), 1u);
+  ASSERT_EQ(Count(records, Tag::KeyedData), 1u);
   EXPECT_EQ(Only(records, Tag::KeyedData)[0].Word(2), hidden_data);
   EndsWithItsT(records, 1);
 
@@ -107,7 +107,7 @@ TEST_F(Requests, ObjectsByIdGoOutOnceWithTheirCodes) {
   }
   Pairs const unknown = {{id, 4321}};
   std::vector<ReadRecord> const material = Ask(RequestKind::MaterialIds, &unknown);
-  ASSERT_EQ(Only(material, Tag::Missing).size(), 1u);
+  ASSERT_EQ(Count(material, Tag::Missing), 1u);
   EXPECT_EQ(Only(material, Tag::Missing)[0].Word(3), 3u);
   EndsWithItsT(material, 3);
 }
@@ -138,8 +138,8 @@ TEST_F(Requests, KeyInfoListsInstancesWithStreamData) {
 
   request.key_id = 999;  // no such stream model: m, and no answer
   std::vector<ReadRecord> const unknown = Pass(*state, request);
-  EXPECT_EQ(Only(unknown, Tag::Event).size(), 0u);
-  EXPECT_EQ(Only(unknown, Tag::Missing).size(), 1u);
+  EXPECT_EQ(Count(unknown, Tag::Event), 0u);
+  EXPECT_EQ(Count(unknown, Tag::Missing), 1u);
 }
 
 TEST_F(Requests, InstanceBoundingSumsWeightsOverTheBoxes) {
@@ -178,11 +178,11 @@ TEST_F(Requests, InstanceBoundingSumsWeightsOverTheBoxes) {
 
 TEST_F(Requests, InstanceIdsSendJustTheNamedInstancesOnDemand) {
   SetUpState(kLiveFlags | ControlFlag::StreamInstancesOnDemand);
-  EXPECT_EQ(Only(RunUntilIdle(*state), Tag::Instance).size(), 0u);
+  EXPECT_EQ(Count(RunUntilIdle(*state), Tag::Instance), 0u);
   Pairs const ids = {{id, 2}};
   std::vector<ReadRecord> const records = Ask(RequestKind::InstanceIdsWithMeshData, &ids);
-  ASSERT_EQ(Only(records, Tag::Instance).size(), 1u);
-  EXPECT_EQ(Only(records, Tag::SmallMesh).size(), 1u);
+  ASSERT_EQ(Count(records, Tag::Instance), 1u);
+  EXPECT_EQ(Count(records, Tag::SmallMesh), 1u);
   EndsWithItsT(records, 0x20000005);
   EXPECT_TRUE(ItemOf(*state, model, 2)->flags.instance_sent);
   EXPECT_FALSE(ItemOf(*state, model, 1)->flags.instance_sent);
@@ -193,8 +193,8 @@ TEST_F(Requests, InstanceIdsSendJustTheNamedInstancesOnDemand) {
   request.incs_ptr = &groups;
   request.request_id = 3;
   std::vector<ReadRecord> const by_group = Pass(*state, request);
-  EXPECT_EQ(Only(by_group, Tag::Instance).size(), 1u);  // 1; 2 went out before
-  EXPECT_EQ(Only(by_group, Tag::SmallMesh).size(), 0u);
+  EXPECT_EQ(Count(by_group, Tag::Instance), 1u);  // 1; 2 went out before
+  EXPECT_EQ(Count(by_group, Tag::SmallMesh), 0u);
   EndsWithItsT(by_group, 0x40000005, 3);
 }
 

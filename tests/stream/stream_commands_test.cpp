@@ -51,8 +51,8 @@ TEST_F(Commands, RestartBeginsWithVAndResendsFromScratch) {
   request.name = PathOf("cmd_host");
   state->EnterAttachRequest(std::move(request), 7, 0, 0);
   std::vector<ReadRecord> const again = RunUntilIdle(*state);
-  EXPECT_EQ(Only(again, Tag::Instance).size(), 5u);
-  EXPECT_EQ(Only(again, Tag::SmallMesh).size(), 5u);
+  EXPECT_EQ(Count(again, Tag::Instance), 5u);
+  EXPECT_EQ(Count(again, Tag::SmallMesh), 5u);
   EXPECT_EQ(state->StreamIdOf(host.Impl()), 0xFFFFFFFDu);  // ids begin anew
 }
 
@@ -119,15 +119,15 @@ TEST_F(Commands, DetachOfTheLastInclusionForgetsTheModel) {
   state->EnterAttachRequest(std::move(request), 3, 0, 0);
   std::vector<ReadRecord> const again = RunUntilIdle(*state);
   EXPECT_EQ(state->StreamIdOf(part.Impl()), part_id);
-  EXPECT_EQ(Only(again, Tag::SmallMesh).size(), 2u);
-  EXPECT_EQ(Only(again, Tag::Instance).size(), 2u);
+  EXPECT_EQ(Count(again, Tag::SmallMesh), 2u);
+  EXPECT_EQ(Count(again, Tag::Instance), 2u);
 }
 
 TEST_F(Commands, OnDemandStreamSendsExactlyTheWantedInstances) {
   Model model = GridModel("cmd_wanted", {4, 5, 6, 7});
   uint32_t const flags = kLiveFlags | ControlFlag::StreamInstancesOnDemand;
   StreamState wanted(model, &flags);
-  EXPECT_EQ(Only(RunUntilIdle(wanted), Tag::Instance).size(), 0u);
+  EXPECT_EQ(Count(RunUntilIdle(wanted), Tag::Instance), 0u);
   uint32_t const inclusion = wanted.items.front()->attached->inclusion_id;
   wanted.wanted_marks = {{inclusion, 2, true}, {inclusion, 4, true}};
   std::vector<ReadRecord> const some = RunUntilIdle(wanted);
@@ -138,7 +138,7 @@ TEST_F(Commands, OnDemandStreamSendsExactlyTheWantedInstances) {
   EXPECT_FALSE(ItemOf(wanted, model, 1)->flags.instance_sent);
 
   wanted.wanted_apply = wanted.wanted_value = true;
-  EXPECT_EQ(Only(RunUntilIdle(wanted), Tag::Instance).size(), 2u);  // the other two
+  EXPECT_EQ(Count(RunUntilIdle(wanted), Tag::Instance), 2u);  // the other two
 }
 
 class Previews : public LiveTest {};
@@ -146,7 +146,7 @@ class Previews : public LiveTest {};
 TEST_F(Previews, NoFlagNoRecordAndNoSet) {
   Model model = GridModel("pv_none", {4, 5});
   StreamState state(model, &kLiveFlags);
-  EXPECT_EQ(Only(RunUntilIdle(state), Tag::Previews).size(), 0u);
+  EXPECT_EQ(Count(RunUntilIdle(state), Tag::Previews), 0u);
   EXPECT_EQ(state.previews, nullptr);
 }
 

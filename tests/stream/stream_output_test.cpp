@@ -8,6 +8,7 @@
 #include "stream/ChunkCompression.h"
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
+#include "stream/WireTags.h"
 #include "tests/stream/RecordingSink.h"
 
 namespace QX::Store {
@@ -48,58 +49,52 @@ TEST(FlushChunk, ReservesSurroundTheChunkAndCountInBytesSent) {
   EXPECT_EQ(out.Buffer(), Bytes(8, 0));
 }
 
-TEST(FlushChunk, EmptyBufferWritesNothing) {
-  RecordingSink sink;
-  sink.header_reserve = 4;
-  StreamOutput out;
-  out.BeginPass(sink, 0);
-  EXPECT_TRUE(out.FlushChunk(0));
-  EXPECT_TRUE(sink.chunks.empty());
-  EXPECT_EQ(sink.bytes_sent, 0u);
-}
-
-TEST(FlushChunk, CompressesFrom512BytesOn) {
-  for (uint32_t flags : {0u, ControlFlag::AggressiveCompression}) {
+// Which chunks are compressed, and how: LZ4 from 512 bytes on, zstd when
+// the stream or the one chunk asks for it, plain where compression doesn't
+// pay or a stored block leads the chunk.
+TEST(FlushChunk, CompressionChoice) {
+  Bytes stored;
+  ASSERT_TRUE(AppendCompressedBlock(Bytes(4096, 3), true, stored));
+  stored.resize(stored.size() + 2048, 0);  // records behind a stored block don't count
+  uint32_t const aggressive = ControlFlag::AggressiveCompression;
+  struct Case {
+    char const* what;
+    uint32_t stream_flags, chunk_flags;
+    Bytes payload;
+    uint32_t method;  // 99: sent as it is
+  } const cases[] = {
+      {"empty", 0, 0, {}, 99},
+      {"511 bytes", 0, 0, Bytes(511, 0), 99},
+      {"512 bytes", 0, 0, Bytes(512, 0), kMethodLz4},
+      {"512 bytes, aggressive", aggressive, 0, Bytes(512, 0), kMethodZstd},
+      {"aggressive chunk", 0, aggressive, Bytes(2048, 7), kMethodZstd},
+      {"noise", aggressive, 0, RandomBytes(4096, 1), 99},
+      {"stored block", aggressive, 0, stored, 99},
+  };
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.what);
     RecordingSink sink;
     StreamOutput out;
-    out.BeginPass(sink, flags);
-    out.Buffer().resize(511, 0);
-    out.FlushChunk(0);
-    out.Buffer().resize(512, 0);
-    out.FlushChunk(0);
-    ASSERT_EQ(sink.chunks.size(), 2u);
-    EXPECT_EQ(sink.chunks[0], Bytes(511, 0));
-    Bytes const& z = sink.chunks[1];
+    out.BeginPass(sink, c.stream_flags);
+    out.Buffer() = c.payload;
+    EXPECT_TRUE(out.FlushChunk(c.chunk_flags));
+    if (c.payload.empty()) {
+      EXPECT_TRUE(sink.chunks.empty());
+      EXPECT_EQ(sink.bytes_sent, 0u);
+      continue;
+    }
+    ASSERT_EQ(sink.chunks.size(), 1u);
+    Bytes const& z = sink.chunks[0];
+    EXPECT_EQ(sink.bytes_sent, z.size());
+    if (c.method == 99) {
+      EXPECT_EQ(z, c.payload);
+      continue;
+    }
     ASSERT_GE(z.size(), 16u);
     EXPECT_EQ(GetU32(z.data()), 90u);
-    EXPECT_EQ(GetU32(z.data() + 4), flags ? kMethodZstd : kMethodLz4);
-    EXPECT_EQ(GetU32(z.data() + 12), 512u);
-    EXPECT_EQ(sink.bytes_sent, 511 + z.size());
+    EXPECT_EQ(GetU32(z.data() + 4), c.method);
+    EXPECT_EQ(GetU32(z.data() + 12), c.payload.size());
   }
-}
-
-TEST(FlushChunk, ExtraFlagForcesZstdForOneChunk) {
-  RecordingSink sink;
-  StreamOutput out;
-  out.BeginPass(sink, 0);
-  out.Buffer().resize(2048, 7);
-  out.FlushChunk(ControlFlag::AggressiveCompression);
-  out.Buffer().resize(2048, 7);
-  out.FlushChunk(0);
-  ASSERT_EQ(sink.chunks.size(), 2u);
-  EXPECT_EQ(GetU32(sink.chunks[0].data() + 4), kMethodZstd);
-  EXPECT_EQ(GetU32(sink.chunks[1].data() + 4), kMethodLz4);
-}
-
-TEST(FlushChunk, IncompressiblePayloadStaysPlain) {
-  RecordingSink sink;
-  StreamOutput out;
-  out.BeginPass(sink, ControlFlag::AggressiveCompression);
-  Bytes const noise = RandomBytes(4096, 1);
-  out.Buffer() = noise;
-  out.FlushChunk(0);
-  ASSERT_EQ(sink.chunks.size(), 1u);
-  EXPECT_EQ(sink.chunks[0], noise);
 }
 
 TEST(FlushChunk, CompressedDataIsPaddedWith0xFFOnlyWhenNeeded) {
@@ -123,22 +118,6 @@ TEST(FlushChunk, CompressedDataIsPaddedWith0xFFOnlyWhenNeeded) {
   EXPECT_TRUE(saw_padded);
 }
 
-TEST(FlushChunk, StoredBlockIsPassedAsItIs) {
-  Bytes records;
-  records.resize(4096, 3);
-  Bytes stored;
-  ASSERT_TRUE(AppendCompressedBlock(records, true, stored));
-  RecordingSink sink;
-  StreamOutput out;
-  out.BeginPass(sink, ControlFlag::AggressiveCompression);
-  out.Buffer() = stored;
-  // Records behind a stored block don't make the chunk compressible.
-  out.Buffer().resize(stored.size() + 2048, 0);
-  Bytes const payload = out.Buffer();
-  out.FlushChunk(0);
-  EXPECT_EQ(sink.chunks.at(0), payload);
-}
-
 TEST(FlushChunk, DeadSinkIsReportedAndContextCleared) {
   RecordingSink sink;
   sink.alive = false;
@@ -149,6 +128,17 @@ TEST(FlushChunk, DeadSinkIsReportedAndContextCleared) {
   EXPECT_FALSE(out.FlushChunk(0));
   EXPECT_FALSE(out.SinkAlive());
   EXPECT_EQ(out.CurrentModel(), kNoContext);
+  // A dead sink is told nothing more until the last flush, which carries the
+  // pass's end: an empty flush reports it dead too, so that idle phases stop.
+  EXPECT_FALSE(out.FlushChunk(0));
+  WriteText(out.Buffer(), "second");
+  EXPECT_FALSE(out.FlushChunk(0));
+  EXPECT_EQ(sink.chunks.size(), 1u);
+  WritePassEnd(out.Buffer(), 1, 0, 0);
+  EXPECT_FALSE(out.FlushLast());
+  ASSERT_EQ(sink.chunks.size(), 2u);
+  EXPECT_EQ(GetU32(sink.chunks[1].data()), uint32_t(Tag::PassEnd));
+  out.EndPass();
 }
 
 TEST(BeginPass, RejectsReservesNotDivisibleBy4) {

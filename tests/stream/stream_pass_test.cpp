@@ -1,67 +1,21 @@
 // Passes of a stream state: what each kind of request writes, how a pass
 // ends, and the byte and memory budgets.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <regex>
 
-#include "store/ModelImpl.h"
 #include "stream/AssetSending.h"
-#include "stream/ControlFlags.h"
-#include "stream/StreamRequest.h"
-#include "stream/StreamState.h"
-#include "tests/geometry/mesh/TestMesh.h"
-#include "tests/store/StoreFixture.h"
-#include "tests/stream/RecordingSink.h"
-#include "tests/stream/StreamRecords.h"
+#include "tests/stream/LiveFixture.h"
 
 namespace {
 
 using namespace QX::Store;
 using namespace QX::Store::test;
-using qx_store_test::StoreTest;
 using qx_store_test::ThrownText;
 
 constexpr uint32_t kFileFlags = ControlFlag::StreamCulled | ControlFlag::StreamKeyedDataOnIdle |
                                 ControlFlag::NoStreamLimit | ControlFlag::AggressiveCompression |
                                 ControlFlag::StandAlone;
 
-class StreamPass : public StoreTest {
- protected:
-  StreamPass() { sink.chunk_size = 0x20000; }
-
-  // A self-including model with one instance of a grid of n x n points per
-  // entry of `sizes`, each at its own place and scaled by its index + 1.
-  Model GridModel(char const* name, std::vector<uint32_t> const& sizes) {
-    Model model = Open(name);
-    model.Include(model, 0);
-    for (size_t i = 0; i < sizes.size(); ++i) {
-      qx_test::TestMesh grid = qx_test::GridMesh(sizes[i]);
-      double const s = double(i + 1);
-      double const matrix[12] = {s, 0, 0, 0, s, 0, 0, 0, s, 1000.0 * i, 0, 0};
-      model.InsertInstance(model.InsertMesh(grid.Data()), model.InsertMatrix(matrix), kNoKey,
-                           kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
-    }
-    model.PrepareStream(1);
-    return model;
-  }
-
-  std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind, uint32_t request_id = 0) {
-    StreamRequest request;
-    request.kind = kind;
-    request.request_id = request_id;
-    sink.chunks.clear();
-    state.Stream(sink, request);
-    return ReadRecords(sink.Payloads());
-  }
-
-  static size_t CountOf(std::vector<ReadRecord> const& records, uint32_t tag) {
-    return size_t(std::count_if(records.begin(), records.end(),
-                                [&](ReadRecord const& r) { return r.tag == tag; }));
-  }
-
-  RecordingSink sink;
-};
+using StreamPass = LiveTest;
 
 TEST_F(StreamPass, VersionOnANewStateWritesOnlyItsEnd) {
   Model model = GridModel("v", {4});
@@ -80,7 +34,7 @@ TEST_F(StreamPass, FinishedStreamReportsIdleOnceThenStaysSilent) {
   StreamState state(model, &kFileFlags);
   Pass(state, RequestKind::Digest);
   std::vector<ReadRecord> const data = Pass(state, RequestKind::Stream);
-  EXPECT_EQ(CountOf(data, Tag::SmallMesh), 2u);
+  EXPECT_EQ(Count(data, Tag::SmallMesh), 2u);
   EXPECT_EQ(sink.status, 0u);
 
   std::vector<ReadRecord> const idle = Pass(state, RequestKind::Stream);
@@ -104,10 +58,10 @@ TEST_F(StreamPass, SetupOnlyStopsBeforeKeyedDataAndInstances) {
   StreamState state(model, &flags);
   std::vector<ReadRecord> const records = Pass(state, RequestKind::Digest);
   EXPECT_EQ(records.front().tag, Tag::Head);
-  EXPECT_EQ(CountOf(records, Tag::Inclusion), 1u);
-  EXPECT_GE(CountOf(records, Tag::Bounds), 1u);
-  EXPECT_EQ(CountOf(records, Tag::Text), 0u);
-  EXPECT_EQ(CountOf(records, Tag::Instance), 0u);
+  EXPECT_EQ(Count(records, Tag::Inclusion), 1u);
+  EXPECT_GE(Count(records, Tag::Bounds), 1u);
+  EXPECT_EQ(Count(records, Tag::Text), 0u);
+  EXPECT_EQ(Count(records, Tag::Instance), 0u);
   EXPECT_EQ(records.back().tag, Tag::PassEnd);
 }
 
@@ -169,8 +123,8 @@ TEST_F(StreamPass, MeshLargerThanTheBudgetIsReportedAndItsInstanceStillSent) {
   });
   ASSERT_NE(missing, records.end());
   EXPECT_EQ(missing->Word(2), big->key);
-  EXPECT_EQ(CountOf(records, Tag::LargeMesh), 0u);
-  EXPECT_EQ(CountOf(records, Tag::SmallMesh), 1u);  // the small mesh fits
+  EXPECT_EQ(Count(records, Tag::LargeMesh), 0u);
+  EXPECT_EQ(Count(records, Tag::SmallMesh), 1u);  // the small mesh fits
   EXPECT_EQ(state.counters.instances_sent, 2u);
   EXPECT_EQ(state.ejected_items.size(), 1u);
 }
@@ -197,9 +151,9 @@ TEST_F(StreamPass, LimitedPassesStayWithinTheirByteBudgetAndFinish) {
   }
   EXPECT_GT(passes, 3);
   std::vector<ReadRecord> const records = ReadRecords(all);
-  EXPECT_EQ(CountOf(records, Tag::Instance), 6u);
-  EXPECT_EQ(CountOf(records, Tag::MeshDef), 6u);
-  EXPECT_EQ(CountOf(records, Tag::SmallMesh), 6u);
+  EXPECT_EQ(Count(records, Tag::Instance), 6u);
+  EXPECT_EQ(Count(records, Tag::MeshDef), 6u);
+  EXPECT_EQ(Count(records, Tag::SmallMesh), 6u);
 }
 
 TEST_F(StreamPass, ABetterMeshEvictsAResidentOne) {

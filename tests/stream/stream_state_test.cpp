@@ -1,56 +1,28 @@
+// A stream state before its first pass: what construction sets up, the
+// control flags, limits and scales and what they invalidate, and the camera.
 #include "stream/StreamState.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <filesystem>
-#include <string>
-#include <vector>
 
-#include "store/Cache.h"
-#include "store/CacheImpl.h"
-#include "store/Logger.h"
-#include "store/ModelImpl.h"
 #include "stream/ControlFlags.h"
 #include "stream/StreamRequest.h"
+#include "tests/store/StoreFixture.h"
 
 namespace QX::Store {
 namespace {
 
-class Lines : public Logger {
- public:
-  void Message(char const* text) override { lines.emplace_back(text); }
-  std::vector<std::string> lines;
-};
-
-class StreamStateTest : public ::testing::Test {
+class StreamStateTest : public qx_store_test::StoreTest {
  protected:
-  StreamStateTest() {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("qx_stream_state_" + std::to_string(::getpid()) + "_" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::remove_all(dir_);
-    std::filesystem::create_directories(dir_);
-    cache_ = Cache::Open(&log_);
-    model_ = cache_.OpenModel((dir_ / "scene").string().c_str(), false);
-  }
-  ~StreamStateTest() override {
-    model_ = Model();
-    cache_ = Cache();
-    std::filesystem::remove_all(dir_);
-  }
+  StreamStateTest() : model_(Open("scene")) {}
 
   // The lines logged since the last call.
   std::vector<std::string> Logged() {
-    std::vector<std::string> out(log_.lines.begin() + seen_, log_.lines.end());
-    seen_ = log_.lines.size();
+    std::vector<std::string> out(log.lines.begin() + long(seen_), log.lines.end());
+    seen_ = log.lines.size();
     return out;
   }
 
-  std::filesystem::path dir_;
-  Lines log_;
   size_t seen_ = 0;
-  Cache cache_;
   Model model_;
 };
 

@@ -1,24 +1,13 @@
 // Volume selection on a stream state: commands queued between passes and
 // answered in the next pass, over a model of cubes in a row.
-#include <gtest/gtest.h>
+#include <variant>
 
-#include <algorithm>
-#include <cmath>
-
-#include "store/ModelImpl.h"
-#include "stream/ControlFlags.h"
-#include "stream/StreamRequest.h"
-#include "stream/StreamState.h"
-#include "tests/geometry/mesh/TestMesh.h"
-#include "tests/store/StoreFixture.h"
-#include "tests/stream/RecordingSink.h"
-#include "tests/stream/StreamRecords.h"
+#include "tests/stream/LiveFixture.h"
 
 namespace {
 
 using namespace QX::Store;
 using namespace QX::Store::test;
-using qx_store_test::StoreTest;
 
 constexpr uint32_t kFlags = ControlFlag::StandAlone | ControlFlag::StreamSetupOnly;
 constexpr uint32_t kFaces = 1u << 2;
@@ -84,10 +73,8 @@ struct Batch {
   std::vector<uint32_t> inclusions;
 };
 
-class VolumeSelectionTest : public StoreTest {
+class VolumeSelectionTest : public LiveTest {
  protected:
-  VolumeSelectionTest() { sink.chunk_size = 0x20000; }
-
   // Five cubes in a row at x = 0, 10, .. 40, all of one mesh placed by
   // their matrices; the instance keys are kept in `parts`.
   Model Row(char const* name, uint32_t hidden_part = ~0u) {
@@ -105,13 +92,8 @@ class VolumeSelectionTest : public StoreTest {
     return model;
   }
 
-  std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind = RequestKind::Nothing) {
-    StreamRequest request;
-    request.kind = kind;
-    sink.chunks.clear();
-    state.Stream(sink, request);
-    return ReadRecords(sink.Payloads());
-  }
+  using LiveTest::Pass;
+  std::vector<ReadRecord> Pass(StreamState& state) { return Pass(state, RequestKind::Nothing); }
 
   // The state after its first pass, which attaches the model.
   std::unique_ptr<StreamState> Attached(Model const& model, uint32_t flags = kFlags) {
@@ -154,23 +136,65 @@ class VolumeSelectionTest : public StoreTest {
     return keys;
   }
 
-  RecordingSink sink;
   std::vector<InstanceKey> parts;
 };
 
-TEST_F(VolumeSelectionTest, RayReturnsThePartsItPiercesNearestFirst) {
-  Model model = Row("ray");
+// Each shape and flag over one row whose part 2 is hidden: every selection
+// opens with its reply, and its first batch holds exactly its parts.
+TEST_F(VolumeSelectionTest, ShapesAndFlagsSelectTheirParts) {
+  Model model = Row("row", 2);
   auto state = Attached(model);
-  state->QueueSelection(Ray({45, 1, 1}, 0, -1, 1));  // from beyond the last cube, towards -x
-  state->QueueSelection(Next(1));
+  SphereSelectionCommand sphere;
+  sphere.center = {21, 1, 1};
+  sphere.radius = 9.5f;  // reaches the cubes at 10 and 30 (at 12 and 30.5 from the centre)
+  sphere.request_id = 106;
+  sphere.selection_id = 6;
+  sphere.flags = kFaces;
+  struct Case {
+    char const* what;
+    std::variant<PlaneSelectionCommand, RaySelectionCommand, SphereSelectionCommand> command;
+    std::vector<int> parts;
+    bool ordered = false;
+  } const cases[] = {
+      {"ray from beyond the last cube, nearest first", Ray({45, 1, 1}, 0, -1, 1), {4, 3, 2, 1, 0}, true},
+      {"ray beside the parts", Ray({45, 5, 1}, 0, -1, 2), {}},
+      {"box around three", Box({9, -1, -1}, {33, 3, 3}, 3), {1, 2, 3}},
+      {"box around one and a half", Box({9, -1, -1}, {21, 3, 3}, 4), {1, 2}},
+      {"the same, whole parts only", Box({9, -1, -1}, {21, 3, 3}, 5, kFaces | kWhole), {1}},
+      {"sphere", sphere, {1, 2, 3}},
+      {"visible parts only", Box({9, -1, -1}, {33, 3, 3}, 7, kFaces | kRespectVisibility), {1, 3}},
+      {"visible or with any faces", Box({9, -1, -1}, {33, 3, 3}, 8, kFaces | kRespectVisibility | kAnyFaces),
+       {1, 2, 3}},
+      // A new selection under an open id replaces it.
+      {"replaced", Box({-1, -1, -1}, {3, 3, 3}, 9), {}},
+      {"replacing", Box({39, -1, -1}, {43, 3, 3}, 9), {4}},
+  };
+  std::vector<std::array<uint32_t, 2>> replies;
+  for (Case const& c : cases) {
+    std::visit([&](auto const& command) {
+      state->QueueSelection(command);
+      replies.push_back({1, command.request_id});
+    }, c.command);
+  }
+  for (uint32_t id = 1; id <= 9; ++id) state->QueueSelection(Next(id));
   auto const records = Pass(*state);
-  EXPECT_EQ(Replies(records), (std::vector<std::array<uint32_t, 2>>{{1, 201}}));
+  std::vector<std::array<uint32_t, 2>> answered = Replies(records);
+  std::ranges::sort(answered);  // each kind of shape has a queue of its own
+  std::ranges::sort(replies);
+  EXPECT_EQ(answered, replies);
   auto const batches = Batches(records);
-  ASSERT_EQ(batches.size(), 1u);
-  EXPECT_EQ(batches[0].request_id, 301u);
-  EXPECT_EQ(batches[0].status, 0u);
-  EXPECT_EQ(batches[0].keys, Parts({4, 3, 2, 1, 0}));
-  EXPECT_EQ(batches[0].inclusions, std::vector<uint32_t>(5, 0xFFFFFFFEu));
+  ASSERT_EQ(batches.size(), 9u);
+  for (uint32_t id = 1; id <= 9; ++id) {
+    Case const& c = cases[id == 9 ? 9 : id - 1];
+    SCOPED_TRACE(c.what);
+    Batch const& batch = batches[id - 1];
+    EXPECT_EQ(batch.request_id, 300 + id);
+    EXPECT_EQ(batch.status, 0u);
+    std::vector<InstanceKey> expected;
+    for (int part : c.parts) expected.push_back(parts[size_t(part)]);
+    EXPECT_EQ(c.ordered ? batch.keys : Sorted(batch.keys), c.ordered ? expected : Sorted(expected));
+    EXPECT_EQ(batch.inclusions, std::vector<uint32_t>(expected.size(), 0xFFFFFFFEu));
+  }
 }
 
 // An included model stands in the scene through its inclusion's matrix. Its
@@ -206,59 +230,6 @@ TEST_F(VolumeSelectionTest, IncludedModelsAreSelectedWhereTheyStand) {
   ASSERT_EQ(batches[1].keys.size(), 2u);
   EXPECT_EQ(batches[1].keys[0], copy);  // the nearer of the two
   EXPECT_TRUE(batches[2].keys.empty());
-}
-
-TEST_F(VolumeSelectionTest, RayBesideThePartsFindsNothing) {
-  Model model = Row("miss");
-  auto state = Attached(model);
-  state->QueueSelection(Ray({45, 5, 1}, 0, -1, 1));
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
-  ASSERT_EQ(batches.size(), 1u);
-  EXPECT_TRUE(batches[0].keys.empty());
-  EXPECT_EQ(batches[0].status, 0u);
-}
-
-TEST_F(VolumeSelectionTest, BoxAroundThreePartsReturnsExactlyThose) {
-  Model model = Row("box");
-  auto state = Attached(model);
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 7));
-  state->QueueSelection(Next(7));
-  auto const batches = Batches(Pass(*state));
-  ASSERT_EQ(batches.size(), 1u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 2, 3})));
-}
-
-TEST_F(VolumeSelectionTest, WholeLeavesOutPartsThatReachOut) {
-  Model model = Row("whole");
-  auto state = Attached(model);
-  // The box holds part 1 whole and only half of part 2.
-  state->QueueSelection(Box({9, -1, -1}, {21, 3, 3}, 1, kFaces));
-  state->QueueSelection(Box({9, -1, -1}, {21, 3, 3}, 2, kFaces | kWhole));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  auto const batches = Batches(Pass(*state));
-  ASSERT_EQ(batches.size(), 2u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 2})));
-  EXPECT_EQ(batches[1].keys, Parts({1}));
-}
-
-TEST_F(VolumeSelectionTest, SphereSelectsWhatItTouches) {
-  Model model = Row("sphere");
-  auto state = Attached(model);
-  SphereSelectionCommand sphere;
-  sphere.center = {21, 1, 1};
-  sphere.radius = 9.5f;  // reaches the cubes at 10 and 30 (at 12 and 30.5 from the centre)
-  sphere.request_id = 50;
-  sphere.selection_id = 3;
-  sphere.flags = kFaces;
-  state->QueueSelection(sphere);
-  state->QueueSelection(Next(3));
-  auto const records = Pass(*state);
-  EXPECT_EQ(Replies(records), (std::vector<std::array<uint32_t, 2>>{{1, 50}}));
-  auto const batches = Batches(records);
-  ASSERT_EQ(batches.size(), 1u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 2, 3})));
 }
 
 TEST_F(VolumeSelectionTest, ResultsComeInBatchesOfTheAskedSize) {
@@ -314,33 +285,6 @@ TEST_F(VolumeSelectionTest, EndClosesASelection) {
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_EQ(batches[0].status, 1u);
   EXPECT_TRUE(batches[0].keys.empty());
-}
-
-TEST_F(VolumeSelectionTest, ANewSelectionUnderAnOpenIdReplacesIt) {
-  Model model = Row("replace");
-  auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {3, 3, 3}, 1));
-  state->QueueSelection(Box({39, -1, -1}, {43, 3, 3}, 1));
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
-  ASSERT_EQ(batches.size(), 1u);
-  EXPECT_EQ(batches[0].keys, Parts({4}));
-}
-
-TEST_F(VolumeSelectionTest, HiddenPartsCountOnlyWhenAskedFor) {
-  Model model = Row("hidden", 2);
-  auto state = Attached(model);
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1, kFaces | kRespectVisibility));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kRespectVisibility | kAnyFaces));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 3, kFaces));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  state->QueueSelection(Next(3));
-  auto const batches = Batches(Pass(*state));
-  ASSERT_EQ(batches.size(), 3u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 3})));
-  EXPECT_EQ(Sorted(batches[1].keys), Sorted(Parts({1, 2, 3})));
-  EXPECT_EQ(Sorted(batches[2].keys), Sorted(Parts({1, 2, 3})));
 }
 
 TEST_F(VolumeSelectionTest, ClipCellsCutAwayWhatTheyHold) {
