@@ -89,7 +89,7 @@ TEST_F(QxCommand, AssemblyTreeCarriesThePartNamesOfTheFile) {
 TEST_F(QxCommand, AssemblyTreeReachesThePageStream) {
   REQUIRE_MODEL("2CylinderEngine/2CylinderEngine.glb");
   std::string const summary =
-      ExportAndInspect("export --assembly-tree " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
+      ExportAndInspect("--assembly-tree " + Quoted(kModels / "2CylinderEngine/2CylinderEngine.glb"));
   std::smatch keyed;
   ASSERT_TRUE(std::regex_search(summary, keyed, std::regex("keyed data (\\d+)"))) << summary;
   EXPECT_GT(std::stoi(keyed[1].str()), 117) << summary;
