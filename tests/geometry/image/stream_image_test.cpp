@@ -339,7 +339,7 @@ TEST_F(StreamImageTest, PreparationSkipsDuplicatesAndLogsTheCount) {
   model_.stored[1] = {2, 2, kImageGray, Bytes(4)};
   images.Insert(1, Record(1));
   images.Insert(2, Record(2, 1));
-  OptimizeStreamImages(images, scratch_, 1, model_, std::chrono::steady_clock::now());
+  OptimizeStreamImages(images, scratch_, 1, model_, std::chrono::steady_clock::now(), 1);
   EXPECT_EQ(images.Find(1)->toc.size(), 1u);
   EXPECT_TRUE(images.Find(2)->toc.empty());
   ASSERT_EQ(model_.log.lines.size(), 1u);
@@ -347,7 +347,7 @@ TEST_F(StreamImageTest, PreparationSkipsDuplicatesAndLogsTheCount) {
 
   KeyTable<ImageRecord> one;
   one.Insert(1, Record(1));
-  OptimizeStreamImages(one, scratch_, 1, model_, std::chrono::steady_clock::now());
+  OptimizeStreamImages(one, scratch_, 1, model_, std::chrono::steady_clock::now(), 1);
   EXPECT_EQ(model_.log.lines.back().rfind("Optimized 1 stream image in ", 0), 0u);
 }
 
