@@ -146,7 +146,8 @@ class ImageOptimizer {
   void WriteRawMain() {
     EncodeImageBlock({key_, RawCode(), RawCode(), width_, height_}, Pixels(), s_.block);
     bool const packed =
-        s_.block.size() > kRawBlockLimit && CompressRecord(s_.block, s_.packed, kZstdMethod, effort_);
+        s_.block.size() > kRawBlockLimit &&
+        s_.compressor.Compress(s_.block, s_.packed, kZstdMethod, effort_);
     s_.pieces.push_back({kImageTocMain, RawCode(), packed ? &s_.packed : &s_.block});
   }
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "geometry/mesh/CompressedRecord.h"
 #include "store/ImageRecord.h"
 #include "store/KeyTable.h"
 
@@ -50,6 +51,7 @@ struct StreamImageScratch {
   std::vector<uint8_t> preview;
   std::vector<uint8_t> block;
   std::vector<uint8_t> packed;
+  RecordCompressor compressor;  // a zstd context of the scratch's own thread
   // What the computation leaves to be written.
   std::vector<StreamImagePiece> pieces;
   bool no_data = false;

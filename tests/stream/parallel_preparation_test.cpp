@@ -50,7 +50,8 @@ void InsertImages(Model& model) {
   // Opaque and translucent RGBA, RGB and gray; small ones sent as pixels
   // (one large enough to be compressed), ones with previews, ones scaled.
   Raw const raws[] = {{40, 40, 4},  {64, 700, 4}, {300, 200, 4}, {301, 200, 4}, {120, 90, 3},
-                      {2100, 90, 3}, {90, 2300, 1}, {500, 70, 1},  {70, 500, 4},  {256, 256, 3}};
+                      {2100, 90, 3}, {90, 2300, 1}, {500, 70, 1},  {70, 500, 4},  {256, 256, 3},
+                      {50, 800, 3},  {30, 1500, 1}, {900, 60, 4}};
   uint32_t seed = 1;
   for (Raw const& raw : raws) {
     Bytes const pixels = Pixels(raw.width, raw.height, raw.channels, seed++);
