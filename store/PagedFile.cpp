@@ -23,8 +23,9 @@ bool PagedFile::Prefetch(int64_t offset, uint64_t size) {
   return true;
 }
 
-// A range within one page loads the page, which serves its neighbours too.
-// A range across pages is left to Read, which takes it from the file
+// A small range within one page loads the page, which serves its
+// neighbours too. A range across pages, or one that fills a good part of a
+// page that isn't resident, is left to Read, which takes it from the file
 // straight into the caller's buffer: loading its pages would read up to
 // 2 MiB more than the range and evict pages that nearby records still need.
 bool PagedFile::FetchRange(uint64_t begin, uint64_t end) {
@@ -33,6 +34,7 @@ bool PagedFile::FetchRange(uint64_t begin, uint64_t end) {
   Page& page = pages_[index];
   page.stamp = access_counter_;
   if (page.bytes) return true;
+  if (end - begin >= kDirectSize) return (direct_ = OpenFile()) != nullptr;
   File* file = OpenFile();
   if (!file || !LoadPage(*file, index)) return false;
   if (resident_ > kMaxResident) Evict();

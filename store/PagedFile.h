@@ -1,8 +1,9 @@
 #pragma once
 // A read cache of one stream file in pages of 1 MiB. The stream engine reads
 // records in priority order, not file order; pages keep nearby records cheap.
-// A record that spans pages is read from the file straight into the
-// caller's buffer. At most 256 pages stay resident.
+// A record that spans pages, or a large one on a page that isn't resident,
+// is read from the file straight into the caller's buffer. At most 256
+// pages stay resident.
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -18,6 +19,8 @@ class PagedFile {
   static constexpr int kPageShift = 20;
   static constexpr uint64_t kPageSize = uint64_t{1} << kPageShift;
   static constexpr uint64_t kMaxResident = 256;
+  // Ranges of this size or more are read from the file, not through a page.
+  static constexpr uint64_t kDirectSize = kPageSize / 4;
 
   explicit PagedFile(ModelImpl* model) : model_(model) {}
   PagedFile(PagedFile const&) = delete;

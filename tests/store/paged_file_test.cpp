@@ -77,8 +77,8 @@ void ExpectRange(PagedFile& paged, uint64_t offset, uint64_t size) {
   }
 }
 
-// A range within a page loads the page; one across pages, up to the file's
-// end, is read from the file alone, each byte once.
+// A small range within a page loads the page; one across pages, up to the
+// file's end, or a large one is read from the file alone, each byte once.
 TEST(PagedFileTest, RangesAcrossPagesAreReadStraightFromTheFile) {
   uint64_t const size = 3 * kMiB + kMiB / 2;
   TestPagedFile paged(static_cast<int64_t>(size));
@@ -89,10 +89,14 @@ TEST(PagedFileTest, RangesAcrossPagesAreReadStraightFromTheFile) {
   EXPECT_EQ(paged.ResidentPages(), 0u);
   EXPECT_EQ(paged.file.bytes_read, 20 + (2 * kMiB + 7) + (size - kMiB / 2) + size);
 
+  ExpectRange(paged, 2 * kMiB, PagedFile::kDirectSize);  // large, in one page
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+
   ExpectRange(paged, size - 1, 1);  // last byte of a partial page
   ExpectRange(paged, size - 9, 9);
+  ExpectRange(paged, 3 * kMiB, kMiB / 2);  // large, but on a resident page
   EXPECT_EQ(paged.ResidentPages(), 1u);
-  EXPECT_EQ(paged.file.reads, 5);  // the page was read once
+  EXPECT_EQ(paged.file.reads, 6);  // the page was read once
 }
 
 // Read gives only bytes of the last fetched range, and fails rather than
