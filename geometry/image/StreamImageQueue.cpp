@@ -1,7 +1,7 @@
 // The image step of stream preparation on several threads. The model's
 // thread reads each image and writes its blocks and toc record in the order
-// of the image table; workers compute the blocks in between, each into a
-// scratch of its own. At most one image a thread is in flight, so memory
+// of the image table; it and the workers compute the blocks in between, each
+// into a scratch of its own. At most one image a thread is in flight, so memory
 // grows with the thread count, not with the number of images.
 #include <cstdio>
 #include <deque>
@@ -36,13 +36,16 @@ class ImageQueue {
 
   void Add(ImageRecord& image) {
     if (running_.size() == lanes_) WriteOldest();
+    bool const own = started_ % lanes_ == 0;
     StreamImageScratch& scratch = Lane(started_++);
     ReadStreamImage(image, scratch, model_);
-    // One lane computes on the model's thread when the result is needed.
-    auto const policy = lanes_ == 1 ? std::launch::deferred : std::launch::async;
+    // The first lane is the model's thread, which computes its image while
+    // it waits for the workers: one thread fewer, and a single image is
+    // computed where it was read.
+    auto const policy = own ? std::launch::deferred : std::launch::async;
     uint32_t const key = image.key, effort = effort_;
-    running_.push_back(
-        {&image, std::async(policy, [&scratch, key, effort] { ComputeStreamImage(key, scratch, effort); })});
+    running_.push_back({&image, own,
+                        std::async(policy, [&scratch, key, effort] { ComputeStreamImage(key, scratch, effort); })});
   }
 
   void Finish() {
@@ -52,6 +55,7 @@ class ImageQueue {
  private:
   struct Job {
     ImageRecord* image;
+    bool own;  // computed on the model's thread
     std::future<void> done;
   };
 
@@ -62,6 +66,9 @@ class ImageQueue {
 
   // A worker's failure (out of memory) is thrown here, on the model's thread.
   void WriteOldest() {
+    for (Job& pending : running_) {
+      if (pending.own) pending.done.wait();  // runs it, unless it ran already
+    }
     Job& job = running_.front();
     job.done.get();
     WriteStreamImage(*job.image, Lane(written_++), model_);
