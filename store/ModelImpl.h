@@ -3,6 +3,7 @@
 // counters. Handles (Model) forward to it; the cache creates and registers it.
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -242,7 +243,10 @@ class ModelImpl {
   // Root node and the items it points at; null when there is no tree.
   std::shared_ptr<BoundingTree> bounding_tree;
   double unit_scale = -1;
-  unsigned prepare_threads = 0;  // threads that prepare the stream; 0: one a hardware thread
+  unsigned prepare_threads = 0;  // threads that prepare the stream; 0: one a usable core
+  // Seeds of the clustering of the bounding tree by thread and task; null
+  // draws them at random. Fixed by tests that compare whole streams.
+  std::function<uint32_t(uint32_t thread, uint64_t task)> cluster_seed;
 
   bool bounding_valid = false;
   bool dirty = false;

@@ -1,7 +1,6 @@
 #include "store/PagedFile.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cstring>
 
 #include "files/File.h"
@@ -9,6 +8,8 @@
 namespace QX::Store {
 
 bool PagedFile::Prefetch(int64_t offset, uint64_t size) {
+  fetched_begin_ = fetched_end_ = 0;
+  direct_ = nullptr;
   if (offset < 0) return false;
   uint64_t const begin = static_cast<uint64_t>(offset);
   uint64_t const end = begin + size;
@@ -17,37 +18,43 @@ bool PagedFile::Prefetch(int64_t offset, uint64_t size) {
     if (!RefreshSize() || end > static_cast<uint64_t>(size_)) return false;
   }
   ++access_counter_;
-  if (size == 0) return true;
-
-  uint64_t const first = begin >> kPageShift;
-  uint64_t const last = (end - 1) >> kPageShift;
-  File* file = nullptr;
-  for (uint64_t index = first; index <= last; ++index) {
-    Page& page = pages_[index];
-    page.stamp = access_counter_;
-    if (page.bytes) continue;
-    if (!file && !(file = OpenFile())) return false;
-    if (!LoadPage(*file, index)) return false;
-  }
-  if (resident_ > kMaxResident && resident_ > last - first + 1) Evict();
+  if (size > 0 && !FetchRange(begin, end)) return false;
+  fetched_begin_ = begin, fetched_end_ = end;
   return true;
 }
 
-void PagedFile::Read(int64_t offset, uint64_t size, uint8_t* out) const {
-  uint64_t position = static_cast<uint64_t>(offset);
-  while (size > 0) {
-    uint64_t const index = position >> kPageShift;
-    uint64_t const within = position & (kPageSize - 1);
-    assert(index < pages_.size() && "read outside the file");
-    Page const& page = pages_[index];
-    assert(page.stamp == access_counter_ && "read of a range that the last Prefetch didn't cover");
-    uint64_t const n = std::min<uint64_t>(size, kPageSize - within);
-    assert(page.bytes && within + n <= page.length && "read past the resident bytes");
-    std::memcpy(out, page.bytes.get() + within, n);
-    out += n;
-    position += n;
-    size -= n;
+// A small range within one page loads the page, which serves its
+// neighbours too. A range across pages, or one that fills a good part of a
+// page that isn't resident, is left to Read, which takes it from the file
+// straight into the caller's buffer: loading its pages would read up to
+// 2 MiB more than the range and evict pages that nearby records still need.
+bool PagedFile::FetchRange(uint64_t begin, uint64_t end) {
+  uint64_t const index = begin >> kPageShift;
+  if (index != (end - 1) >> kPageShift) return (direct_ = OpenFile()) != nullptr;
+  Page& page = pages_[index];
+  page.stamp = access_counter_;
+  if (page.bytes) return true;
+  if (end - begin >= kDirectSize) return (direct_ = OpenFile()) != nullptr;
+  File* file = OpenFile();
+  if (!file || !LoadPage(*file, index)) return false;
+  if (resident_ > kMaxResident) Evict();
+  return true;
+}
+
+bool PagedFile::Read(int64_t offset, uint64_t size, uint8_t* out) {
+  if (offset < 0) return false;
+  uint64_t const begin = static_cast<uint64_t>(offset);
+  uint64_t const end = begin + size;
+  if (end < begin || begin < fetched_begin_ || end > fetched_end_) return false;
+  if (size == 0) return true;
+  if (direct_) {
+    return direct_->Seek(offset, kSeekBegin) == offset && direct_->Read(out, size) == size;
   }
+  Page const& page = pages_[begin >> kPageShift];
+  uint64_t const within = begin & (kPageSize - 1);
+  if (!page.bytes || within + size > page.length) return false;
+  std::memcpy(out, page.bytes.get() + within, size);
+  return true;
 }
 
 void PagedFile::DropPages() {
@@ -105,8 +112,8 @@ void PagedFile::ReleasePage(Page& page, bool free_buffer) {
   page.stamp = 0;
 }
 
-// Releases the least recently used pages outside the present request until
-// no more than kMaxResident remain, or nothing outside the request is left.
+// Releases the least recently used pages other than the present one until
+// no more than kMaxResident remain.
 void PagedFile::Evict() {
   candidates_.clear();
   for (uint64_t index = 0; index < pages_.size(); ++index) {

@@ -1,7 +1,9 @@
 #pragma once
 // A read cache of one stream file in pages of 1 MiB. The stream engine reads
 // records in priority order, not file order; pages keep nearby records cheap.
-// At most 256 pages stay resident, except while one request needs more.
+// A record that spans pages, or a large one on a page that isn't resident,
+// is read from the file straight into the caller's buffer. At most 256
+// pages stay resident.
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -17,6 +19,8 @@ class PagedFile {
   static constexpr int kPageShift = 20;
   static constexpr uint64_t kPageSize = uint64_t{1} << kPageShift;
   static constexpr uint64_t kMaxResident = 256;
+  // Ranges of this size or more are read from the file, not through a page.
+  static constexpr uint64_t kDirectSize = kPageSize / 4;
 
   explicit PagedFile(ModelImpl* model) : model_(model) {}
   PagedFile(PagedFile const&) = delete;
@@ -30,11 +34,13 @@ class PagedFile {
   // The model file name, such as "_stream_meshes.qxd".
   virtual char const* FileName() const = 0;
 
-  // Makes the range resident. False if the range lies outside the file or a
-  // page can't be read whole; the caller then gives up on that record.
+  // Makes the range ready to be read: resident if it lies within one page.
+  // False if the range lies outside the file or a page can't be read whole;
+  // the caller then gives up on that record.
   bool Prefetch(int64_t offset, uint64_t size);
-  // Copies a range that the last Prefetch made resident.
-  void Read(int64_t offset, uint64_t size, uint8_t* out) const;
+  // Copies a part of the range of the last successful Prefetch. False for
+  // anything outside it, or if the file can't give the bytes any more.
+  bool Read(int64_t offset, uint64_t size, uint8_t* out);
   // Releases every page; the page table and the known size stay.
   void DropPages();
 
@@ -52,6 +58,7 @@ class PagedFile {
   };
 
   bool RefreshSize();
+  bool FetchRange(uint64_t begin, uint64_t end);
   bool LoadPage(File& file, uint64_t index);
   // Empties the page; its buffer is kept for reuse unless `free_buffer`.
   void ReleasePage(Page& page, bool free_buffer = false);
@@ -61,6 +68,11 @@ class PagedFile {
   std::vector<Page> pages_;
   uint64_t resident_ = 0;
   uint64_t access_counter_ = 0;
+  // The range of the last successful Prefetch, and the file that serves it
+  // when it spans pages (null when a page serves it).
+  uint64_t fetched_begin_ = 0;
+  uint64_t fetched_end_ = 0;
+  File* direct_ = nullptr;
   // Eviction candidates as (stamp, page index); kept to avoid reallocating.
   std::vector<std::pair<uint64_t, uint64_t>> candidates_;
   // Buffers of evicted pages, reused by the next loads instead of fresh

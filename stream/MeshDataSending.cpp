@@ -84,21 +84,24 @@ bool CollectVictims(StreamState& state, MeshSendState const& wanted, uint32_t fr
 bool AppendStoredRecord(StreamState& state, ModelImpl& model, PagedFile& file, uint64_t offset,
                         uint32_t size) {
   if (!file.Prefetch(int64_t(offset), size)) return false;
-  StreamOutput& output = state.output;
-  output.WriteModelContext(state.StreamIdOf(model));
   // Only a record of at least 4 bytes has a tag to look at: a shorter one
   // (a damaged toc) mustn't read past what was fetched.
   uint8_t head[4];
   bool block = false;
   if (size >= sizeof head) {
-    file.Read(int64_t(offset), sizeof head, head);
+    if (!file.Read(int64_t(offset), sizeof head, head)) return false;
     block = GetU32(head) == Tag::Compressed;
   }
+  StreamOutput& output = state.output;
+  output.WriteModelContext(state.StreamIdOf(model));
   if (block) output.FlushChunk(0);
   Bytes& out = output.Buffer();
   size_t const at = out.size();
   out.resize(at + size);
-  file.Read(int64_t(offset), size, out.data() + at);
+  if (!file.Read(int64_t(offset), size, out.data() + at)) {
+    out.resize(at);  // the file shrank under the stream
+    return false;
+  }
   if (block) output.FlushChunk(0);
   return true;
 }

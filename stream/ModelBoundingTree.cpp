@@ -111,7 +111,7 @@ void BuildBoundingTree(ModelImpl& model) {
     return;
   }
   ComputeModelBounds(model);
-  model.bounding_tree = MakeBoundingTree(ItemsOf(model));
+  model.bounding_tree = MakeBoundingTree(ItemsOf(model), {0, model.cluster_seed});
   if (!model.read_only) WriteTreeFile(model);
 }
 

@@ -29,7 +29,7 @@ void PrepareCore(ModelImpl& model, PrepareScratch& scratch, bool quiet, uint32_t
 
   if (!model.images.empty()) {
     ModelStreamImages images(model);
-    OptimizeStreamImages(model.images, scratch.images, effort, images, start);
+    OptimizeStreamImages(model.images, scratch.images, effort, images, start, model.prepare_threads);
   }
   if (!model.instances.empty()) {
     if (!model.bounding_valid) {

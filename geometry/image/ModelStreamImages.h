@@ -3,7 +3,7 @@
 // logger, _images.qxi, _stream_images.qxd and the image toc writer. Stream
 // preparation of a model runs
 //   ModelStreamImages images(model);
-//   OptimizeStreamImages(model.images, scratch, effort, images, start);
+//   OptimizeStreamImages(model.images, scratch, effort, images, start, threads);
 // Header only, so that the image library needn't link the store.
 #include "geometry/image/StreamImage.h"
 #include "store/ModelImpl.h"

@@ -50,31 +50,35 @@ void LimitSize(uint32_t& width, uint32_t& height) {
   }
 }
 
-// One image on its way through the steps; the pixels live in the scratch.
+// The stream form of one image, computed from its stored bytes into the
+// scratch, without touching the model.
 class ImageOptimizer {
  public:
-  ImageOptimizer(ImageRecord& image, StreamImageScratch& scratch, uint32_t effort,
-                 StreamImageModel& model)
-      : image_(image), s_(scratch), effort_(effort), model_(model) {}
+  ImageOptimizer(uint32_t key, StreamImageScratch& scratch, uint32_t effort)
+      : key_(key), s_(scratch), effort_(effort) {}
+
+  ~ImageOptimizer() {
+    if (decoded_.pixels) FreeDecodedImage(decoded_);
+  }
 
   void Run() {
-    if (!model_.ReadImage(image_, s_.stored)) return Finish(true);
-    if (s_.stored.bytes.empty()) return Finish(false);
-    if (!LoadPixels()) return Finish(true);
+    if (s_.stored.bytes.empty()) return;
+    if (!LoadPixels()) return Fail();
     StripOpaqueAlpha();
     bool const resized = width_ > kMaxSide || height_ > kMaxSide;
-    if (resized && !Resize()) return Finish(true);
+    if (resized && !Resize()) return Fail();
     if (IsSmall(width_, height_)) {
       WriteRawMain();
     } else {
       WritePreview();
       WriteMain(resized);
     }
-    Finish(false);
   }
 
  private:
   size_t PixelBytes() const { return size_t{width_} * height_ * channels_; }
+
+  void Fail() { s_.no_data = true; }
 
   // Raw codes are taken as they are; file images are decoded. Decoded
   // pixels stay in the decoder's buffer, so that a large image exists once
@@ -90,7 +94,7 @@ class ImageOptimizer {
     std::string reason;
     if (!DecodeImage(uint32_t(stored.bytes.size()), stored.bytes.data(), stored.format, decoded_,
                      reason)) {
-      if (decoded_.too_large) LogTooLarge();
+      if (decoded_.too_large) NoteTooLarge();
       return false;
     }
     width_ = decoded_.width, height_ = decoded_.height, channels_ = decoded_.channels;
@@ -98,13 +102,11 @@ class ImageOptimizer {
     return channels_ >= 1 && channels_ <= 4;
   }
 
-  void LogTooLarge() const {
-    Logger* log = model_.Log();
-    if (log == nullptr) return;
+  void NoteTooLarge() {
     char line[160];
     std::snprintf(line, sizeof line, "Image %u of %u x %u pixels is too large to decode in memory.",
-                  image_.key, decoded_.width, decoded_.height);
-    log->Message(line);
+                  key_, decoded_.width, decoded_.height);
+    s_.note = line;
   }
 
   // Compacts the pixels in place to 3 bytes each.
@@ -142,11 +144,11 @@ class ImageOptimizer {
 
   // Small images go out as pixels, compressed when that pays.
   void WriteRawMain() {
-    EncodeImageBlock({image_.key, RawCode(), RawCode(), width_, height_}, Pixels(), s_.block);
-    s_.packed.clear();
+    EncodeImageBlock({key_, RawCode(), RawCode(), width_, height_}, Pixels(), s_.block);
     bool const packed =
-        s_.block.size() > kRawBlockLimit && CompressRecord(s_.block, s_.packed, kZstdMethod, effort_);
-    Append(packed ? s_.packed : s_.block, kImageTocMain);
+        s_.block.size() > kRawBlockLimit &&
+        s_.compressor.Compress(s_.block, s_.packed, kZstdMethod, effort_);
+    s_.pieces.push_back({kImageTocMain, RawCode(), packed ? &s_.packed : &s_.block});
   }
 
   void WritePreview() {
@@ -155,50 +157,27 @@ class ImageOptimizer {
                      channels_)) {
       return;
     }
-    EncodeImageBlock({image_.key, RawCode(), RawCode() | kPreviewFlag, kPreviewSide, kPreviewSide},
-                     s_.scaled, s_.block);
-    Append(s_.block, kImageTocPreview);
+    EncodeImageBlock({key_, RawCode(), RawCode() | kPreviewFlag, kPreviewSide, kPreviewSide},
+                     s_.scaled, s_.preview);
+    s_.pieces.push_back({kImageTocPreview, RawCode(), &s_.preview});
   }
 
   // A PNG or JPEG file that keeps its size is sent as stored.
   void WriteMain(bool resized) {
     uint32_t const stored = s_.stored.format;
     if (!resized && (stored == kImageFileUnchanged || stored == kImageFilePng)) {
-      image_.toc.push_back({0, 0, kImageTocStored, stored, 0});
+      s_.pieces.push_back({kImageTocStored, stored, nullptr});
       return;
     }
     if (!EncodePng(pixels_, width_, height_, channels_, s_.encoded)) return;
     uint32_t const size = uint32_t(s_.encoded.size());
-    EncodeImageBlock({image_.key, kImageFilePng, RawCode(), size, 1}, s_.encoded, s_.block);
-    Append(s_.block, kImageTocMain);
+    EncodeImageBlock({key_, kImageFilePng, RawCode(), size, 1}, s_.encoded, s_.block);
+    s_.pieces.push_back({kImageTocMain, RawCode(), &s_.block});
   }
 
-  // Appends a block at the end of the stream file and adds its entry.
-  void Append(std::span<uint8_t const> block, uint32_t kind) {
-    File& file = model_.StreamImages();
-    int64_t const offset = file.Seek(0, kSeekEnd);
-    if (offset < 0 || file.Write(block.data(), block.size()) != block.size()) {
-      std::string const text = "Unable to write data: " + PathToUtf8(file.Path());
-      if (Logger* log = model_.Log()) log->Message(text.c_str());
-      throw Exception(text);
-    }
-    image_.toc.push_back({uint64_t(offset), uint32_t(block.size()), kind, RawCode(), 0});
-  }
-
-  void Finish(bool no_data) {
-    if (decoded_.pixels) FreeDecodedImage(decoded_);
-    if (no_data) image_.toc.push_back(kNoImageData);
-    model_.WriteImageToc(image_);
-    for (auto* buffer : {&s_.stored.bytes, &s_.pixels, &s_.scaled, &s_.encoded, &s_.block,
-                         &s_.packed}) {
-      buffer->clear();
-    }
-  }
-
-  ImageRecord& image_;
+  uint32_t const key_;
   StreamImageScratch& s_;
   uint32_t const effort_;
-  StreamImageModel& model_;
   DecodedImage decoded_;
   uint8_t* pixels_ = nullptr;  // the work image: in s_.pixels or decoded_
   uint32_t width_ = 0;
@@ -206,22 +185,59 @@ class ImageOptimizer {
   uint32_t channels_ = 0;
 };
 
-void LogOptimized(Logger* log, size_t count, std::chrono::steady_clock::time_point start) {
-  if (log == nullptr) return;
-  auto const ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                      std::chrono::steady_clock::now() - start)
-                      .count();
-  char line[96];
-  if (count == 1) {
-    std::snprintf(line, sizeof line, "Optimized 1 stream image in %u ms.", unsigned(ms));
-  } else {
-    std::snprintf(line, sizeof line, "Optimized %u stream images in %u ms.", unsigned(count),
-                  unsigned(ms));
+// Appends a block at the end of the stream file and returns its offset.
+uint64_t Append(std::vector<uint8_t> const& block, StreamImageModel& model) {
+  File& file = model.StreamImages();
+  int64_t const offset = file.Seek(0, kSeekEnd);
+  if (offset < 0 || file.Write(block.data(), block.size()) != block.size()) {
+    std::string const text = "Unable to write data: " + PathToUtf8(file.Path());
+    if (Logger* log = model.Log()) log->Message(text.c_str());
+    throw Exception(text);
   }
-  log->Message(line);
+  return uint64_t(offset);
+}
+
+void Clear(StreamImageScratch& s) {
+  for (auto* buffer : {&s.stored.bytes, &s.pixels, &s.scaled, &s.encoded, &s.preview, &s.block,
+                       &s.packed}) {
+    buffer->clear();
+  }
+  s.pieces.clear();
+  s.no_data = false;
+  s.note.clear();
 }
 
 }  // namespace
+
+void ReadStreamImage(ImageRecord const& image, StreamImageScratch& scratch, StreamImageModel& model) {
+  Clear(scratch);
+  if (!model.ReadImage(image, scratch.stored)) {
+    scratch.stored.bytes.clear();
+    scratch.no_data = true;
+  }
+}
+
+void ComputeStreamImage(uint32_t key, StreamImageScratch& scratch, uint32_t effort) {
+  if (scratch.no_data) return;
+  ImageOptimizer(key, scratch, effort).Run();
+}
+
+void WriteStreamImage(ImageRecord& image, StreamImageScratch& scratch, StreamImageModel& model) {
+  if (!scratch.note.empty()) {
+    if (Logger* log = model.Log()) log->Message(scratch.note.c_str());
+  }
+  for (StreamImagePiece const& piece : scratch.pieces) {
+    if (piece.block == nullptr) {
+      image.toc.push_back({0, 0, piece.kind, piece.format, 0});
+      continue;
+    }
+    uint64_t const offset = Append(*piece.block, model);
+    image.toc.push_back({offset, uint32_t(piece.block->size()), piece.kind, piece.format, 0});
+  }
+  if (scratch.no_data) image.toc.push_back(kNoImageData);
+  model.WriteImageToc(image);
+  Clear(scratch);
+}
 
 void OptimizeStreamImage(ImageRecord& image, StreamImageScratch& scratch, uint32_t effort,
                          StreamImageModel& model) {
@@ -230,17 +246,9 @@ void OptimizeStreamImage(ImageRecord& image, StreamImageScratch& scratch, uint32
     image.toc.push_back(kNoImageData);
     return;
   }
-  ImageOptimizer(image, scratch, effort, model).Run();
-}
-
-void OptimizeStreamImages(KeyTable<ImageRecord>& images, StreamImageScratch& scratch,
-                          uint32_t effort, StreamImageModel& model,
-                          std::chrono::steady_clock::time_point start) {
-  if (images.empty()) return;
-  for (auto& entry : images) {
-    if (entry.value.duplicate_of == 0) OptimizeStreamImage(entry.value, scratch, effort, model);
-  }
-  LogOptimized(model.Log(), images.size(), start);
+  ReadStreamImage(image, scratch, model);
+  ComputeStreamImage(image.key, scratch, effort);
+  WriteStreamImage(image, scratch, model);
 }
 
 }  // namespace QX::Store

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <thread>
 
+#include "files/Cores.h"
 #include "geometry/mesh/ByteIO.h"
 #include "geometry/mesh/CompressedRecord.h"
 #include "geometry/mesh/MeshRecord.h"
@@ -24,7 +25,7 @@ StreamRecordQueue::StreamRecordQueue(File& stream, File& toc, uint32_t effort, u
     : stream_(stream),
       toc_(toc),
       effort_(effort),
-      threads_(threads ? threads : std::max(1u, std::thread::hardware_concurrency())),
+      threads_(threads ? threads : UsableCores()),
       logger_(logger) {}
 
 void StreamRecordQueue::Add(MeshRecord& mesh, uint32_t kind, std::span<uint8_t const> bytes) {

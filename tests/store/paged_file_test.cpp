@@ -37,6 +37,7 @@ class PatternFile final : public File {
     ++reads;
     uint64_t const available = position_ < readable_ ? static_cast<uint64_t>(readable_ - position_) : 0;
     n = std::min(n, available);
+    bytes_read += n;
     auto* bytes = static_cast<uint8_t*>(out);
     uint64_t const at = static_cast<uint64_t>(position_);
     uint64_t i = 0;
@@ -57,6 +58,7 @@ class PatternFile final : public File {
   void LimitReadable(int64_t limit) { readable_ = limit; }
 
   int reads = 0;
+  uint64_t bytes_read = 0;
 
  private:
   int64_t size_;
@@ -78,20 +80,57 @@ class TestPagedFile final : public PagedFile {
 void ExpectRange(PagedFile& paged, uint64_t offset, uint64_t size) {
   ASSERT_TRUE(paged.Prefetch(static_cast<int64_t>(offset), size)) << offset << "+" << size;
   std::vector<uint8_t> out(size);
-  paged.Read(static_cast<int64_t>(offset), size, out.data());
+  ASSERT_TRUE(paged.Read(static_cast<int64_t>(offset), size, out.data()));
   for (uint64_t i = 0; i < size; ++i) {
     ASSERT_EQ(out[i], PatternByte(offset + i)) << "at " << offset + i;
   }
 }
 
-TEST(PagedFileTest, ReadsRangesAcrossPageBoundaries) {
-  TestPagedFile paged(3 * kMiB + kMiB / 2);
-  ExpectRange(paged, kMiB - 10, 20);                  // straddles one boundary
-  ExpectRange(paged, kMiB / 2, 2 * kMiB + 7);         // spans a whole page
-  ExpectRange(paged, 3 * kMiB + kMiB / 2 - 1, 1);     // last byte of a partial page
-  ExpectRange(paged, 0, 3 * kMiB + kMiB / 2);         // the whole file
-  EXPECT_EQ(paged.ResidentPages(), 4u);
-  EXPECT_EQ(paged.file.reads, 4);  // each page read once
+// A small range within a page loads the page; one across pages, up to the
+// file's end, or a large one is read from the file alone, each byte once.
+TEST(PagedFileTest, RangesAcrossPagesAreReadStraightFromTheFile) {
+  uint64_t const size = 3 * kMiB + kMiB / 2;
+  TestPagedFile paged(static_cast<int64_t>(size));
+  ExpectRange(paged, kMiB - 10, 20);           // straddles one boundary
+  ExpectRange(paged, kMiB / 2, 2 * kMiB + 7);  // spans a whole page
+  ExpectRange(paged, kMiB / 2, size - kMiB / 2);  // four pages, up to the end
+  ExpectRange(paged, 0, size);                 // the whole file
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+  EXPECT_EQ(paged.file.bytes_read, 20 + (2 * kMiB + 7) + (size - kMiB / 2) + size);
+
+  ExpectRange(paged, 2 * kMiB, PagedFile::kDirectSize);  // large, in one page
+  EXPECT_EQ(paged.ResidentPages(), 0u);
+
+  ExpectRange(paged, size - 1, 1);  // last byte of a partial page
+  ExpectRange(paged, size - 9, 9);
+  ExpectRange(paged, 3 * kMiB, kMiB / 2);  // large, but on a resident page
+  EXPECT_EQ(paged.ResidentPages(), 1u);
+  EXPECT_EQ(paged.file.reads, 6);  // the page was read once
+}
+
+// Read gives only bytes of the last fetched range, and fails rather than
+// hand out bytes that a shrunken file no longer has.
+TEST(PagedFileTest, ReadsStayWithinTheFetchedRange) {
+  TestPagedFile paged(4 * kMiB);
+  std::vector<uint8_t> out(3 * kMiB);
+  ASSERT_TRUE(paged.Prefetch(kMiB - 100, 2 * kMiB));
+  EXPECT_TRUE(paged.Read(kMiB - 100, 4, out.data()));
+  EXPECT_TRUE(paged.Read(kMiB, 2 * kMiB - 100, out.data()));
+  EXPECT_FALSE(paged.Read(kMiB - 101, 4, out.data()));
+  EXPECT_FALSE(paged.Read(kMiB, 2 * kMiB, out.data()));
+  EXPECT_FALSE(paged.Read(-1, 1, out.data()));
+  EXPECT_FALSE(paged.Read(kMiB, ~uint64_t{0}, out.data()));
+
+  ASSERT_TRUE(paged.Prefetch(10, 10));
+  EXPECT_TRUE(paged.Read(10, 10, out.data()));
+  EXPECT_FALSE(paged.Read(20, 1, out.data()));
+
+  EXPECT_FALSE(paged.Prefetch(3 * kMiB, kMiB + 1));
+  EXPECT_FALSE(paged.Read(10, 10, out.data())) << "a failed fetch leaves nothing to read";
+
+  ASSERT_TRUE(paged.Prefetch(kMiB / 2, 3 * kMiB));
+  paged.file.LimitReadable(2 * kMiB);
+  EXPECT_FALSE(paged.Read(kMiB / 2, 3 * kMiB, out.data()));
 }
 
 TEST(PagedFileTest, FileOfWholePagesHasAFullLastPage) {
@@ -116,11 +155,13 @@ TEST(PagedFileTest, GrownFileRereadsItsOldLastPage) {
   TestPagedFile paged(kMiB + 1000);
   ExpectRange(paged, kMiB, 1000);
   paged.file.Grow(3 * kMiB + 5);
-  // The old last page held 1000 bytes; the range behind it needs the rest.
-  ExpectRange(paged, kMiB + 900, 2 * kMiB - 895);  // up to the new end
+  // The old last page held 1000 bytes; a range behind them needs the rest.
+  ExpectRange(paged, kMiB + 900, 1000);
   EXPECT_EQ(paged.KnownSize(), static_cast<int64_t>(3 * kMiB + 5));
-  EXPECT_EQ(paged.ResidentPages(), 3u);
+  EXPECT_EQ(paged.ResidentPages(), 1u);
+  ExpectRange(paged, kMiB + 900, 2 * kMiB - 895);  // up to the new end
   ExpectRange(paged, 3 * kMiB, 5);
+  EXPECT_EQ(paged.ResidentPages(), 2u);
 }
 
 TEST(PagedFileTest, ShortPageReadFailsAndIsRetried) {
@@ -148,27 +189,18 @@ TEST(PagedFileTest, EvictionKeepsAtMost256PagesOldestFirst) {
   EXPECT_EQ(paged.ResidentPages(), 256u);
 }
 
-TEST(PagedFileTest, SingleLargeRequestMayExceedTheLimit) {
+TEST(PagedFileTest, LargeRequestsLeaveTheResidentPagesAlone) {
   TestPagedFile paged(400 * kMiB);
-  ExpectRange(paged, 0, 10 * kMiB);
-  ASSERT_TRUE(paged.Prefetch(100 * kMiB, 300 * kMiB));
-  EXPECT_EQ(paged.ResidentPages(), 300u);  // the older ten pages went first
-  ExpectRange(paged, 399 * kMiB, 10);
-  EXPECT_EQ(paged.ResidentPages(), 256u);
+  for (uint64_t page = 0; page < 10; ++page) ExpectRange(paged, page * kMiB + 5, 10);
+  ExpectRange(paged, 100 * kMiB + 3, 20 * kMiB);
+  EXPECT_EQ(paged.ResidentPages(), 10u);
+  EXPECT_EQ(paged.file.reads, 11);
+  ExpectRange(paged, 9 * kMiB, 10);
+  EXPECT_EQ(paged.file.reads, 11);
   paged.DropPages();
   EXPECT_EQ(paged.ResidentPages(), 0u);
   ExpectRange(paged, 399 * kMiB, 10);
 }
-
-#ifndef NDEBUG
-TEST(PagedFileDeathTest, ReadOutsideThePrefetchedRangeAsserts) {
-  TestPagedFile paged(3 * kMiB);
-  ASSERT_TRUE(paged.Prefetch(0, 10));
-  ASSERT_TRUE(paged.Prefetch(2 * kMiB, 10));
-  uint8_t out[10];
-  EXPECT_DEATH(paged.Read(0, 10, out), "Prefetch");
-}
-#endif
 
 }  // namespace
 }  // namespace QX::Store

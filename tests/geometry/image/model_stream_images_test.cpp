@@ -42,7 +42,7 @@ TEST(ModelStreamImages, PreparedImagesSurviveAReopen) {
     model.InsertImageGray(10, 10, gray.data());
     StreamImageScratch scratch;
     ModelStreamImages images(model);
-    OptimizeStreamImages(model.images, scratch, 1, images, std::chrono::steady_clock::now());
+    OptimizeStreamImages(model.images, scratch, 1, images, std::chrono::steady_clock::now(), 1);
     for (auto const& entry : model.images) {
       if (entry.value.duplicate_of != 0) continue;
       ASSERT_FALSE(entry.value.toc.empty()) << entry.key;

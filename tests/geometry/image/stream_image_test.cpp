@@ -65,6 +65,9 @@ class FakeModel final : public StreamImageModel {
     return plain;
   }
 
+  // Later appends to the stream file fail.
+  void BreakStreamFile() { file_->Close(); }
+
   bool read_only = false;
   RecordingLogger log;
   std::map<ImageKey, ImagePixels> stored;
@@ -330,7 +333,7 @@ TEST_F(StreamImageTest, PreparationSkipsDuplicatesAndLogsTheCount) {
   model_.stored[1] = {2, 2, kImageGray, Bytes(4)};
   images.Insert(1, Record(1));
   images.Insert(2, Record(2, 1));
-  OptimizeStreamImages(images, scratch_, 1, model_, std::chrono::steady_clock::now());
+  OptimizeStreamImages(images, scratch_, 1, model_, std::chrono::steady_clock::now(), 1);
   EXPECT_EQ(images.Find(1)->toc.size(), 1u);
   EXPECT_TRUE(images.Find(2)->toc.empty());
   ASSERT_EQ(model_.log.lines.size(), 1u);
@@ -338,8 +341,24 @@ TEST_F(StreamImageTest, PreparationSkipsDuplicatesAndLogsTheCount) {
 
   KeyTable<ImageRecord> one;
   one.Insert(1, Record(1));
-  OptimizeStreamImages(one, scratch_, 1, model_, std::chrono::steady_clock::now());
+  OptimizeStreamImages(one, scratch_, 1, model_, std::chrono::steady_clock::now(), 1);
   EXPECT_EQ(model_.log.lines.back().rfind("Optimized 1 stream image in ", 0), 0u);
+}
+
+// Images computed on several threads: a write that fails ends the step with
+// its error, after the workers still computing have finished.
+TEST_F(StreamImageTest, FailedWriteStopsTheThreadsWithItsError) {
+  KeyTable<ImageRecord> images;
+  for (ImageKey key = 1; key <= 12; ++key) {
+    model_.stored[key] = {300, 200, kImageRGB, Gradient(300, 200, 3)};
+    images.Insert(key, Record(key));
+  }
+  model_.BreakStreamFile();
+  EXPECT_THROW(OptimizeStreamImages(images, scratch_, 1, model_, std::chrono::steady_clock::now(), 4),
+               Exception);
+  ASSERT_FALSE(model_.log.lines.empty());
+  EXPECT_EQ(model_.log.lines.back().rfind("Unable to write data: ", 0), 0u);
+  EXPECT_TRUE(model_.tocs.empty());
 }
 
 }  // namespace
