@@ -235,11 +235,17 @@ uint32_t SceneConverter::InsertMatrix(MatrixKit const& kit) {
   kit.ShowElements(e);
   MatrixFloats m;
   m.values = {e[0], e[1], e[2], e[4], e[5], e[6], e[8], e[9], e[10], e[12], e[13], e[14]};
-  auto found = matrices_.find(m);
-  if (found != matrices_.end()) return found->second;
-  uint32_t const key = model_->InsertMatrix(m.values.data());
-  matrices_.emplace(m, key);
-  return key;
+  // One hash for the look-up and the entry: every path of an assembly
+  // brings a matrix of its own.
+  auto [entry, added] = matrices_.try_emplace(m, 0);
+  if (!added) return entry->second;
+  try {
+    entry->second = model_->InsertMatrix(m.values.data());
+  } catch (...) {
+    matrices_.erase(entry);
+    throw;
+  }
+  return entry->second;
 }
 
 uint32_t SceneConverter::InsertMaterialMap(std::vector<uint32_t> const& keys) {
