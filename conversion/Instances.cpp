@@ -20,14 +20,16 @@ uint32_t SceneConverter::ClassBits(MeshData const& mesh, bool is_text) {
   return classes;
 }
 
-// Clip regions of segments above the export's root don't count.
-ClipRegionSet SceneConverter::ComputeClipRegions(KeyPath const& key_path) const {
+// Clip regions of segments above the export's root don't count. A walk
+// that starts at the root, as most do, has the root on top of every path;
+// only a start path that reaches higher has to be cut.
+ClipRegionSet SceneConverter::ComputeClipRegions(Path const& path) const {
   ClipRegionSet clip;
-  KeyArray const& keys = key_path.Keys();
+  KeyArray const& keys = path.KeyPath().Keys();
   size_t i = 0;
   while (i < keys.size() && keys[i] != root_) ++i;
-  if (i == keys.size()) {
-    key_path.ShowNetClipRegions(clip.regions, clip.spaces, clip.operations, clip.matrices);
+  if (i + 1 >= keys.size()) {
+    path.ShowNetClipRegions(clip.regions, clip.spaces, clip.operations, clip.matrices);
   } else {
     KeyPath const below_root(i + 1, keys.data());
     below_root.ShowNetClipRegions(clip.regions, clip.spaces, clip.operations, clip.matrices);
@@ -35,7 +37,7 @@ ClipRegionSet SceneConverter::ComputeClipRegions(KeyPath const& key_path) const 
   return clip;
 }
 
-void SceneConverter::InsertGeometryInstance(KeyPath const& key_path, GeometryKey const& geometry,
+void SceneConverter::InsertGeometryInstance(Path const& path, GeometryKey const& geometry,
                                             PathAttributes& cells, Lazy<uint32_t>& matrix_id,
                                             MaterialMappingKit const* own_mapping) {
   VisibilityMasks const visibility = cells.Visibility.Get();
@@ -43,17 +45,17 @@ void SceneConverter::InsertGeometryInstance(KeyPath const& key_path, GeometryKey
   ClipRegionSet& clip = cells.ClipRegions.Get();
   bool is_text = false;
   uint32_t const classes =
-      FindOrConvertMeshes(visibility.elements, geometry, cells, key_path, handedness, is_text);
+      FindOrConvertMeshes(visibility.elements, geometry, cells, path, handedness, is_text);
   if (mesh_keys_.empty()) return;
   if (!(options_.HonorVisibility && !(classes & visibility.elements))) {
     Log("Inserting mesh instance.");
     if (own_mapping) {
       MaterialSet own = cells.Materials.Get();
-      ApplyMapping(own, key_path, *own_mapping, cells.Palette);
-      CreateInstances(matrix_id.Get(), own, visibility.elements, visibility.lights, is_text, clip, key_path);
+      ApplyMapping(own, path, *own_mapping, cells.Palette);
+      CreateInstances(matrix_id.Get(), own, visibility.elements, visibility.lights, is_text, clip, path);
     } else {
       CreateInstances(matrix_id.Get(), cells.Materials.Get(), visibility.elements, visibility.lights, is_text,
-                      clip, key_path);
+                      clip, path);
     }
   }
   mesh_keys_.clear();
@@ -61,7 +63,7 @@ void SceneConverter::InsertGeometryInstance(KeyPath const& key_path, GeometryKey
 }
 
 uint32_t SceneConverter::FindOrConvertMeshes(uint32_t visibility, GeometryKey const& geometry, PathAttributes& cells,
-                                             KeyPath const& key_path, uint64_t handedness, bool& is_text) {
+                                             Path const& path, uint64_t handedness, bool& is_text) {
   // Lines and point clouds look alike under every handedness.
   if (geometry.Type() == TypeCode::Line ||
       (geometry.Type() == TypeCode::Shell && ShellKey(geometry).GetFaceCount() == 0))
@@ -74,7 +76,7 @@ uint32_t SceneConverter::FindOrConvertMeshes(uint32_t visibility, GeometryKey co
     return found->second.classes;
   }
   MeshData* mesh =
-      ConvertGeometry(visibility, geometry, cells.Palette, cells.TextAttributes, key_path, handedness, is_text);
+      ConvertGeometry(visibility, geometry, cells.Palette, cells.TextAttributes, path, handedness, is_text);
   if (!mesh) return 0;
   uint32_t const classes = ClassBits(*mesh, is_text);
   InsertWorkMesh(*mesh);
@@ -158,10 +160,10 @@ uint32_t SceneConverter::InsertClipRegion(ClipRegionSet& clip) {
 }
 
 void SceneConverter::CreateInstances(uint32_t matrix_key, MaterialSet const& materials, uint32_t visibility,
-                                     uint32_t lights, bool is_text, ClipRegionSet& clip, KeyPath const& key_path) {
-  uint32_t const face = (visibility & 1) ? InsertMaterial(is_text ? materials.text : materials.face, key_path) : 0;
-  uint32_t const line = (visibility & 2) ? InsertMaterial(is_text ? materials.text : materials.line, key_path) : 0;
-  uint32_t const point = (visibility & 4) ? InsertMaterial(materials.point, key_path) : 0;
+                                     uint32_t lights, bool is_text, ClipRegionSet& clip, Path const& path) {
+  uint32_t const face = (visibility & 1) ? InsertMaterial(is_text ? materials.text : materials.face, path) : 0;
+  uint32_t const line = (visibility & 2) ? InsertMaterial(is_text ? materials.text : materials.line, path) : 0;
+  uint32_t const point = (visibility & 4) ? InsertMaterial(materials.point, path) : 0;
   if (!clip.regions.empty() && clip.key == 0) clip.key = InsertClipRegion(clip);
   uint32_t const flags = ((visibility & 9) ? 1 : 0) | (visibility & 2) | (visibility & 4);
   uint32_t const modifiers = lights == 0 ? 0x800 : 0;

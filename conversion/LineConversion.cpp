@@ -13,13 +13,13 @@ using QX::Store::MeshData;
 // converted from there; the temporary object goes right after.
 MeshData* SceneConverter::ConvertThroughScratch(uint32_t visibility, GeometryKey const& geometry, bool surface,
                                                 LazyPalette& palette, Lazy<TextAttributeKit>& text_attributes,
-                                                KeyPath const& key_path, uint64_t handedness) {
+                                                Path const& path, uint64_t handedness) {
   GeometryKey temporary = surface ? GeometryKey(scratch_.InsertShellFromGeometry(geometry))
                                   : GeometryKey(scratch_.InsertLineFromGeometry(geometry, -1.0f));
   bool is_text = false;
   MeshData* mesh = nullptr;
   try {
-    mesh = ConvertGeometry(visibility, temporary, palette, text_attributes, key_path, handedness, is_text);
+    mesh = ConvertGeometry(visibility, temporary, palette, text_attributes, path, handedness, is_text);
   } catch (...) {
     temporary.Delete();
     throw;

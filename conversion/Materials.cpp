@@ -54,10 +54,10 @@ MaterialPalette const& DefaultPalette() {
 std::array<float, 4> ToArray(RGBAColor const& c) { return {c.red, c.green, c.blue, c.alpha}; }
 
 // The image of a texture: its own, or the one its name finds on the path.
-bool FindImage(TextureDefinition const& texture, KeyPath const& key_path, ImageDefinition& image) {
+bool FindImage(TextureDefinition const& texture, SceneConverter::Path const& path, ImageDefinition& image) {
   if (texture.ShowSource(image) && !image.Empty()) return true;
   UTF8 name;
-  return texture.ShowSource(name) && key_path.ShowEffectiveImageDefinition(name, image) && !image.Empty();
+  return texture.ShowSource(name) && path.ShowEffectiveImageDefinition(name, image) && !image.Empty();
 }
 
 uint32_t TextureWord(TextureOptionsKit const& options) {
@@ -82,25 +82,25 @@ ConverterMaterial SceneConverter::DefaultMaterial() const {
   return material;
 }
 
-MaterialPalette SceneConverter::MakePalette(KeyPath const& key_path) const {
+MaterialPalette SceneConverter::MakePalette(Path const& path) const {
   UTF8 name;
-  if (!key_path.ShowNetMaterialPalette(name)) return DefaultPalette();
+  if (!path.ShowNetMaterialPalette(name)) return DefaultPalette();
   MaterialPaletteDefinition definition;
   MaterialPalette entries;
-  if (key_path.ShowEffectiveMaterialPaletteDefinition(name, definition)) definition.Show(entries);
+  if (path.ShowEffectiveMaterialPaletteDefinition(name, definition)) definition.Show(entries);
   return entries;
 }
 
-MaterialSet SceneConverter::MakeMaterialSet(KeyPath const& key_path, LazyPalette& palette) const {
+MaterialSet SceneConverter::MakeMaterialSet(Path const& path, LazyPalette& palette) const {
   MaterialMappingKit kit;
-  key_path.ShowNetMaterialMapping(kit);
+  path.ShowNetMaterialMapping(kit);
   ConverterMaterial const base = DefaultMaterial();
   MaterialSet set{base, base, base, base};
-  ApplyMapping(set, key_path, kit, palette);
+  ApplyMapping(set, path, kit, palette);
   return set;
 }
 
-void SceneConverter::ApplyMapping(MaterialSet& set, KeyPath const& key_path, MaterialMappingKit const& kit,
+void SceneConverter::ApplyMapping(MaterialSet& set, Path const& path, MaterialMappingKit const& kit,
                                   LazyPalette& palette) const {
   auto resolve = [&](Material::Type type, RGBAColor const& rgba, float value, std::array<float, 4>& color) {
     if (type == Material::Type::RGBColor || type == Material::Type::RGBAColor) {
@@ -117,7 +117,7 @@ void SceneConverter::ApplyMapping(MaterialSet& set, KeyPath const& key_path, Mat
       if (entry.ShowDiffuseColor(c)) color = ToArray(c);
       else if (entry.ShowDiffuseAlpha(alpha)) color[3] = alpha;
       else if (entry.ShowDiffuseTexture(texture_type, c, name))
-        key_path.ShowEffectiveTextureDefinition(name, set.face.texture);
+        path.ShowEffectiveTextureDefinition(name, set.face.texture);
     }
   };
   Material::Type type{};
@@ -131,7 +131,7 @@ void SceneConverter::ApplyMapping(MaterialSet& set, KeyPath const& key_path, Mat
     resolve(type, rgba, value, set.face.color);
   if (face(Material::Channel::DiffuseTexture)) {
     if (type == Material::Type::PaletteIndex) resolve(type, rgba, value, set.face.color);
-    else key_path.ShowEffectiveTextureDefinition(name, set.face.texture);
+    else path.ShowEffectiveTextureDefinition(name, set.face.texture);
   }
   if (face(Material::Channel::Gloss)) set.face.gloss = value;
   if (face(Material::Channel::Specular)) set.face.specular = average();
@@ -143,7 +143,7 @@ void SceneConverter::ApplyMapping(MaterialSet& set, KeyPath const& key_path, Mat
   else set.text.color = set.face.color;
 }
 
-uint32_t SceneConverter::InsertMaterial(ConverterMaterial const& material, KeyPath const& key_path) {
+uint32_t SceneConverter::InsertMaterial(ConverterMaterial const& material, Path const& path) {
   auto found = materials_.find(material);
   if (found != materials_.end()) return found->second;
   auto const& c = material.color;
@@ -158,7 +158,7 @@ uint32_t SceneConverter::InsertMaterial(ConverterMaterial const& material, KeyPa
     full.specular = material.specular;
     full.gloss = material.gloss;
     full.line_pattern = QX::Store::kNoKey;
-    key = FillTextures(full, material.texture, key_path) ? model_->InsertMaterial(full)
+    key = FillTextures(full, material.texture, path) ? model_->InsertMaterial(full)
                                                          : model_->InsertMaterial(color);
   }
   materials_.emplace(material, key);
@@ -166,18 +166,18 @@ uint32_t SceneConverter::InsertMaterial(ConverterMaterial const& material, KeyPa
 }
 
 bool SceneConverter::FillTextures(QX::Store::Material& material, TextureDefinition const& texture,
-                                  KeyPath const& key_path) {
+                                  Path const& path) {
   bool added = false;
   MaterialMappingKit kit;
   Material::Type type{};
   RGBAColor rgba;
   UTF8 name;
   float value = 0;
-  if (key_path.ShowNetMaterialMapping(kit) &&
+  if (path.ShowNetMaterialMapping(kit) &&
       kit.ShowFaceChannel(Material::Channel::EnvironmentTexture, type, rgba, name, value)) {
     TextureDefinition environment;
     ImageDefinition image;
-    if (!key_path.ShowEffectiveTextureDefinition(name, environment) || !FindImage(environment, key_path, image))
+    if (!path.ShowEffectiveTextureDefinition(name, environment) || !FindImage(environment, path, image))
       return false;
     material.environment.push_back(InsertImage(image));
     added = true;
@@ -192,7 +192,7 @@ bool SceneConverter::FillTextures(QX::Store::Material& material, TextureDefiniti
   MatrixKit transform;
   uint32_t const matrix = options.ShowTransformMatrix(transform) ? InsertMatrix(transform) : 0;
   ImageDefinition image;
-  if (!FindImage(texture, key_path, image)) return added;
+  if (!FindImage(texture, path, image)) return added;
   material.textures.push_back({InsertImage(image), matrix, word});
   return true;
 }
@@ -235,11 +235,17 @@ uint32_t SceneConverter::InsertMatrix(MatrixKit const& kit) {
   kit.ShowElements(e);
   MatrixFloats m;
   m.values = {e[0], e[1], e[2], e[4], e[5], e[6], e[8], e[9], e[10], e[12], e[13], e[14]};
-  auto found = matrices_.find(m);
-  if (found != matrices_.end()) return found->second;
-  uint32_t const key = model_->InsertMatrix(m.values.data());
-  matrices_.emplace(m, key);
-  return key;
+  // One hash for the look-up and the entry: every path of an assembly
+  // brings a matrix of its own.
+  auto [entry, added] = matrices_.try_emplace(m, 0);
+  if (!added) return entry->second;
+  try {
+    entry->second = model_->InsertMatrix(m.values.data());
+  } catch (...) {
+    matrices_.erase(entry);
+    throw;
+  }
+  return entry->second;
 }
 
 uint32_t SceneConverter::InsertMaterialMap(std::vector<uint32_t> const& keys) {

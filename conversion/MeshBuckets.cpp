@@ -78,7 +78,7 @@ void SceneConverter::AddToBucket(MeshData const& mesh, bool is_text) {
   bucket->mesh.point_material_map = mesh.point_material_map;
 }
 
-void SceneConverter::InsertSegmentInstances(KeyPath const& key_path, SegmentKey const& segment,
+void SceneConverter::InsertSegmentInstances(Path const& path, SegmentKey const& segment,
                                             PathAttributes& cells) {
   VisibilityMasks const visibility = cells.Visibility.Get();
   if (options_.HonorVisibility && visibility.elements == 0) {
@@ -126,7 +126,7 @@ void SceneConverter::InsertSegmentInstances(KeyPath const& key_path, SegmentKey 
     }
     Log("Inserting mesh instance.");
     CreateInstances(cells.MatrixId.Get(), cells.Materials.Get(), visibility.elements, visibility.lights, is_text,
-                    clip, key_path);
+                    clip, path);
     mesh_keys_.clear();
     instance_keys_.clear();
   }

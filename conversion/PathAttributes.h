@@ -12,6 +12,10 @@
 #include "scene/TextAttributeKit.h"
 #include "scene/Types.h"
 
+namespace KZVI::Helpers {
+class GrownKeyPath;
+}  // namespace KZVI::Helpers
+
 namespace KZV {
 
 // elements: 1 faces, 2 lines, 4 vertices, 8 text. lights: 1 faces, 2 edges,
@@ -33,10 +37,9 @@ struct ClipRegionSet {
 using MaterialPalette = std::vector<MaterialKit>;
 
 class SceneConverter;
-class KeyPath;
 
 struct PathAttributes {
-  PathAttributes(SceneConverter& converter, KeyPath const& key_path);
+  PathAttributes(SceneConverter& converter, KZVI::Helpers::GrownKeyPath const& path);
   PathAttributes(PathAttributes const&) = delete;
   PathAttributes& operator=(PathAttributes const&) = delete;
 

@@ -18,23 +18,23 @@
 
 namespace KZV {
 
-PathAttributes::PathAttributes(SceneConverter& c, KeyPath const& key_path)
-    : NetMatrix([&key_path] {
+PathAttributes::PathAttributes(SceneConverter& c, SceneConverter::Path const& path)
+    : NetMatrix([&path] {
         MatrixKit kit;
-        key_path.ShowNetModellingMatrix(kit);
+        path.ShowNetModellingMatrix(kit);
         return kit;
       }),
       MatrixId([this, &c] { return c.InsertMatrix(NetMatrix.Get()); }),
-      TextAttributes([&key_path] {
+      TextAttributes([&path] {
         TextAttributeKit kit;
-        key_path.ShowNetTextAttribute(kit);
+        path.ShowNetTextAttribute(kit);
         return kit;
       }),
-      Palette([&c, &key_path] { return c.MakePalette(key_path); }),
-      Materials([this, &c, &key_path] { return c.MakeMaterialSet(key_path, Palette); }),
-      Visibility([&c, &key_path] { return c.ComputeVisibility(key_path); }),
-      Handedness([&c, &key_path] { return c.ComputeHandedness(key_path); }),
-      ClipRegions([&c, &key_path] { return c.ComputeClipRegions(key_path); }) {}
+      Palette([&c, &path] { return c.MakePalette(path); }),
+      Materials([this, &c, &path] { return c.MakeMaterialSet(path, Palette); }),
+      Visibility([&c, &path] { return c.ComputeVisibility(path); }),
+      Handedness([&c, &path] { return c.ComputeHandedness(path); }),
+      ClipRegions([&c, &path] { return c.ComputeClipRegions(path); }) {}
 
 SceneConverter::SceneConverter(SegmentKey const& root, ConverterOptions const& options,
                                QX::Store::Logger& logger, QX::Store::Model& model, uint32_t inclusion)
@@ -77,7 +77,7 @@ void SceneConverter::Log(char const* text) const {
   if (options_.Verbose) logger_->Message(text);
 }
 
-bool SceneConverter::ShouldEnter(KZVI::Helpers::GrownKeyPath const& path) {
+bool SceneConverter::ShouldEnter(Path const& path) {
   SegmentKey const segment(path.Peek());
   CameraKit camera;
   if (segment.ShowCamera(camera)) return false;
@@ -110,14 +110,14 @@ bool SceneConverter::ShouldEnter(KZVI::Helpers::GrownKeyPath const& path) {
   return true;
 }
 
-void SceneConverter::Visit(KZVI::Helpers::GrownKeyPath const& path) {
+void SceneConverter::Visit(Path const& path) {
   UpdateBySegPath(path, SegmentKey(path.Peek()), true);
 }
 
-VisibilityMasks SceneConverter::ComputeVisibility(KeyPath const& key_path) const {
+VisibilityMasks SceneConverter::ComputeVisibility(Path const& path) const {
   VisibilityMasks masks;
   VisibilityKit kit;
-  if (!key_path.ShowNetVisibility(kit)) return masks;
+  if (!path.ShowNetVisibility(kit)) return masks;
   bool on = false;
   if (kit.ShowFaces(on)) masks.elements = on ? 15 : 14;
   if (kit.ShowLines(on) && !on) masks.elements &= ~2u;
@@ -130,10 +130,10 @@ VisibilityMasks SceneConverter::ComputeVisibility(KeyPath const& key_path) const
 }
 
 // 0 left, 1 right, 2 none; a path without the attribute counts as left.
-uint64_t SceneConverter::ComputeHandedness(KeyPath const& key_path) const {
+uint64_t SceneConverter::ComputeHandedness(Path const& path) const {
   DrawingAttributeKit kit;
   Drawing::Handedness value{};
-  if (!key_path.ShowNetDrawingAttribute(kit) || !kit.ShowPolygonHandedness(value)) return 0;
+  if (!path.ShowNetDrawingAttribute(kit) || !kit.ShowPolygonHandedness(value)) return 0;
   switch (static_cast<uint32_t>(value)) {
     case 0: return 2;
     case 1: return 0;
@@ -158,11 +158,10 @@ void SceneConverter::LogPath(KeyPath const& key_path) const {
   logger_->Message(text.c_str());
 }
 
-void SceneConverter::UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, SegmentKey segment,
+void SceneConverter::UpdateBySegPath(Path const& path, SegmentKey segment,
                                      bool follow_references) {
-  KeyPath const& key_path = path.KeyPath();
-  if (options_.Verbose) LogPath(key_path);
-  PathAttributes cells(*this, key_path);
+  if (options_.Verbose) LogPath(path.KeyPath());
+  PathAttributes cells(*this, path);
   if (!options_.SkipLines && options_.GeometryMode == 1) MergeLines(segment);
 
   SearchResults found;
@@ -175,14 +174,14 @@ void SceneConverter::UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, Se
       if (follow_references) FollowReference(path, ReferenceKey(geometry), cells);
       continue;
     }
-    ConvertEntry(key_path, geometry, cells, cells.MatrixId, mode, pooled);
+    ConvertEntry(path, geometry, cells, cells.MatrixId, mode, pooled);
   }
-  if (mode == 2 && pooled) InsertSegmentInstances(key_path, segment, cells);
+  if (mode == 2 && pooled) InsertSegmentInstances(path, segment, cells);
   if (assembly_tree_) CloseAssemblyNode(segment);
 }
 
 // One geometry of a segment, or a geometry that a reference points at.
-void SceneConverter::ConvertEntry(KeyPath const& key_path, GeometryKey const& geometry, PathAttributes& cells,
+void SceneConverter::ConvertEntry(Path const& path, GeometryKey const& geometry, PathAttributes& cells,
                                   Lazy<uint32_t>& matrix_id, uint32_t mode, bool& pooled) {
   std::optional<MaterialMappingKit> own_mapping;
   if (geometry.Type() == TypeCode::Shell) {
@@ -193,22 +192,21 @@ void SceneConverter::ConvertEntry(KeyPath const& key_path, GeometryKey const& ge
     bool is_text = false;
     uint64_t const handedness = cells.Handedness.Get();
     QX::Store::MeshData* mesh = ConvertGeometry(cells.Visibility.Get().elements, geometry, cells.Palette,
-                                                cells.TextAttributes, key_path, handedness, is_text);
+                                                cells.TextAttributes, path, handedness, is_text);
     if (mesh) AddToBucket(*mesh, is_text);
     pooled = true;
     return;
   }
   if (options_.HonorVisibility && cells.Visibility.Get().elements == 0) return;
-  InsertGeometryInstance(key_path, geometry, cells, matrix_id, own_mapping ? &*own_mapping : nullptr);
+  InsertGeometryInstance(path, geometry, cells, matrix_id, own_mapping ? &*own_mapping : nullptr);
 }
 
-void SceneConverter::FollowReference(KZVI::Helpers::GrownKeyPath const& path, ReferenceKey const& reference,
+void SceneConverter::FollowReference(Path const& path, ReferenceKey const& reference,
                                      PathAttributes& attributes) {
-  KeyPath const& key_path = path.KeyPath();
   ConditionalExpression condition;
   if (reference.ShowConditionalExpression(condition)) {
     UTF8Array conditions;
-    key_path.ShowNetConditions(conditions);
+    path.ShowNetConditions(conditions);
     if (!condition.IsSatisfiedBy(conditions)) return;
   }
   Log("FollowReference");
@@ -238,7 +236,7 @@ void SceneConverter::FollowReference(KZVI::Helpers::GrownKeyPath const& path, Re
       continue;
     }
     if (target.Type() == TypeCode::Reference) continue;
-    ConvertEntry(key_path, GeometryKey(target), attributes, reference_matrix_id, mode, pooled);
+    ConvertEntry(path, GeometryKey(target), attributes, reference_matrix_id, mode, pooled);
   }
 }
 

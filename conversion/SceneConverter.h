@@ -61,46 +61,48 @@ struct MeshBucket {
 
 class SceneConverter {
  public:
+  using Path = KZVI::Helpers::GrownKeyPath;
+
   SceneConverter(SegmentKey const& root, ConverterOptions const& options, QX::Store::Logger& logger,
                  QX::Store::Model& model, uint32_t inclusion);
   ~SceneConverter() noexcept(false);
   SceneConverter(SceneConverter const&) = delete;
   SceneConverter& operator=(SceneConverter const&) = delete;
 
-  bool ShouldEnter(KZVI::Helpers::GrownKeyPath const& path);
-  void Visit(KZVI::Helpers::GrownKeyPath const& path);
-  void UpdateBySegPath(KZVI::Helpers::GrownKeyPath const& path, SegmentKey segment, bool follow_references);
+  bool ShouldEnter(Path const& path);
+  void Visit(Path const& path);
+  void UpdateBySegPath(Path const& path, SegmentKey segment, bool follow_references);
 
  private:
   friend struct PathAttributes;
   using LazyPalette = Lazy<MaterialPalette>;
 
   // Walk of a segment's contents.
-  void FollowReference(KZVI::Helpers::GrownKeyPath const& path, ReferenceKey const& reference,
+  void FollowReference(Path const& path, ReferenceKey const& reference,
                        PathAttributes& attributes);
-  void ConvertEntry(KeyPath const& key_path, GeometryKey const& geometry, PathAttributes& cells,
+  void ConvertEntry(Path const& path, GeometryKey const& geometry, PathAttributes& cells,
                     Lazy<uint32_t>& matrix_id, uint32_t mode, bool& pooled);
-  VisibilityMasks ComputeVisibility(KeyPath const& key_path) const;
-  uint64_t ComputeHandedness(KeyPath const& key_path) const;
-  ClipRegionSet ComputeClipRegions(KeyPath const& key_path) const;
+  VisibilityMasks ComputeVisibility(Path const& path) const;
+  uint64_t ComputeHandedness(Path const& path) const;
+  ClipRegionSet ComputeClipRegions(Path const& path) const;
   void Log(char const* text) const;
   void LogPath(KeyPath const& key_path) const;
 
   // Geometry to the work mesh.
   QX::Store::MeshData* ConvertGeometry(uint32_t visibility, GeometryKey const& geometry, LazyPalette& palette,
-                                       Lazy<TextAttributeKit>& text_attributes, KeyPath const& key_path,
+                                       Lazy<TextAttributeKit>& text_attributes, Path const& path,
                                        uint64_t handedness, bool& is_text);
   QX::Store::MeshData* ConvertThroughScratch(uint32_t visibility, GeometryKey const& geometry, bool surface,
                                              LazyPalette& palette, Lazy<TextAttributeKit>& text_attributes,
-                                             KeyPath const& key_path, uint64_t handedness);
+                                             Path const& path, uint64_t handedness);
   QX::Store::MeshData& PrepareWorkMesh(uint64_t handedness);
   void AddElements(QX::Store::ElementWords& elements, size_t count);
   QX::Store::MeshData* ConvertShell(uint32_t visibility, ShellKey const& shell, LazyPalette& palette,
-                                    KeyPath const& key_path, uint64_t handedness);
+                                    Path const& path, uint64_t handedness);
   bool ConvertNormals(ShellKey const& shell, Drawing::Handedness toolkit_handedness);
   bool ConvertTextureCoordinates(ShellKey const& shell);
   bool ConvertVertexColors(ShellKey const& shell, LazyPalette& palette, Shell::Component component);
-  void ConvertFaceColors(ShellKey const& shell, KeyPath const& key_path, QX::Store::MeshData& mesh);
+  void ConvertFaceColors(ShellKey const& shell, Path const& path, QX::Store::MeshData& mesh);
   void ExpandStrips(QX::Store::MeshData& mesh, IntArray const& strips, IntArray const& face_indices,
                     uint64_t handedness);
   void AddFaceOutlines(ShellKey const& shell, QX::Store::MeshData& mesh);
@@ -116,31 +118,31 @@ class SceneConverter {
   void MergeLines(SegmentKey const& segment);
 
   // Materials, images and matrices.
-  MaterialPalette MakePalette(KeyPath const& key_path) const;
-  MaterialSet MakeMaterialSet(KeyPath const& key_path, LazyPalette& palette) const;
-  void ApplyMapping(MaterialSet& set, KeyPath const& key_path, MaterialMappingKit const& kit,
+  MaterialPalette MakePalette(Path const& path) const;
+  MaterialSet MakeMaterialSet(Path const& path, LazyPalette& palette) const;
+  void ApplyMapping(MaterialSet& set, Path const& path, MaterialMappingKit const& kit,
                     LazyPalette& palette) const;
-  uint32_t InsertMaterial(ConverterMaterial const& material, KeyPath const& key_path);
-  bool FillTextures(QX::Store::Material& material, TextureDefinition const& texture, KeyPath const& key_path);
+  uint32_t InsertMaterial(ConverterMaterial const& material, Path const& path);
+  bool FillTextures(QX::Store::Material& material, TextureDefinition const& texture, Path const& path);
   uint32_t InsertImage(ImageDefinition const& definition);
   uint32_t InsertMatrix(MatrixKit const& kit);
   uint32_t InsertMaterialMap(std::vector<uint32_t> const& keys);
   ConverterMaterial DefaultMaterial() const;
 
   // Meshes and instances.
-  void InsertGeometryInstance(KeyPath const& key_path, GeometryKey const& geometry, PathAttributes& cells,
+  void InsertGeometryInstance(Path const& path, GeometryKey const& geometry, PathAttributes& cells,
                               Lazy<uint32_t>& matrix_id, MaterialMappingKit const* own_mapping);
   uint32_t FindOrConvertMeshes(uint32_t visibility, GeometryKey const& geometry, PathAttributes& cells,
-                               KeyPath const& key_path, uint64_t handedness, bool& is_text);
+                               Path const& path, uint64_t handedness, bool& is_text);
   void InsertWorkMesh(QX::Store::MeshData const& mesh);
   void SplitWorkPointCloud(QX::Store::MeshData const& mesh);
   static uint32_t ClassBits(QX::Store::MeshData const& mesh, bool is_text);
   void CreateInstances(uint32_t matrix_key, MaterialSet const& materials, uint32_t visibility, uint32_t lights,
-                       bool is_text, ClipRegionSet& clip, KeyPath const& key_path);
+                       bool is_text, ClipRegionSet& clip, Path const& path);
   uint32_t InsertClipRegion(ClipRegionSet& clip);
   void ExportUserData(GeometryKey const& geometry);
   void AddToBucket(QX::Store::MeshData const& mesh, bool is_text);
-  void InsertSegmentInstances(KeyPath const& key_path, SegmentKey const& segment, PathAttributes& cells);
+  void InsertSegmentInstances(Path const& path, SegmentKey const& segment, PathAttributes& cells);
   void FinishModel();
 
   // Nodes of the assembly tree.

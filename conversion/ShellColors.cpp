@@ -68,7 +68,7 @@ bool SceneConverter::ConvertVertexColors(ShellKey const& shell, LazyPalette& pal
 
 // Faces of one color form one element; the material map lists the colors'
 // materials by ascending key, and uncolored faces come last, without entry.
-void SceneConverter::ConvertFaceColors(ShellKey const& shell, KeyPath const& key_path, MeshData& mesh) {
+void SceneConverter::ConvertFaceColors(ShellKey const& shell, Path const& path, MeshData& mesh) {
   face_groups_.clear();
   size_t const f = shell.GetFaceCount();
   MaterialTypeArray types;
@@ -95,7 +95,7 @@ void SceneConverter::ConvertFaceColors(ShellKey const& shell, KeyPath const& key
       if (added) {
         ConverterMaterial material = DefaultMaterial();
         material.color = {key.r, key.g, key.b, 1.0f};
-        keys.push_back(InsertMaterial(material, key_path));
+        keys.push_back(InsertMaterial(material, path));
       }
       groups[i] = it->second;
     }

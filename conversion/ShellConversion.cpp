@@ -33,11 +33,11 @@ Drawing::Handedness ToolkitHandedness(uint64_t code) {
 }  // namespace
 
 MeshData* SceneConverter::ConvertGeometry(uint32_t visibility, GeometryKey const& geometry, LazyPalette& palette,
-                                          Lazy<TextAttributeKit>& text_attributes, KeyPath const& key_path,
+                                          Lazy<TextAttributeKit>& text_attributes, Path const& path,
                                           uint64_t handedness, bool& is_text) {
   is_text = false;
   auto through = [&](bool surface) {
-    return ConvertThroughScratch(visibility, geometry, surface, palette, text_attributes, key_path, handedness);
+    return ConvertThroughScratch(visibility, geometry, surface, palette, text_attributes, path, handedness);
   };
   switch (geometry.Type()) {
     case TypeCode::Circle:
@@ -56,7 +56,7 @@ MeshData* SceneConverter::ConvertGeometry(uint32_t visibility, GeometryKey const
     case TypeCode::Line:
       return ConvertLine(visibility, LineKey(geometry), handedness);
     case TypeCode::Shell:
-      return ConvertShell(visibility, ShellKey(geometry), palette, key_path, handedness);
+      return ConvertShell(visibility, ShellKey(geometry), palette, path, handedness);
     case TypeCode::Text:
       is_text = true;
       return ConvertText(visibility, TextKey(geometry), text_attributes.Get(), handedness);
@@ -95,7 +95,7 @@ uint32_t SceneConverter::Stride(MeshData const& mesh) const {
 }
 
 MeshData* SceneConverter::ConvertShell(uint32_t visibility, ShellKey const& shell, LazyPalette& palette,
-                                       KeyPath const& key_path, uint64_t handedness) {
+                                       Path const& path, uint64_t handedness) {
   shell.ShowPoints(work_points_);
   if (work_points_.empty()) return nullptr;
 
@@ -141,7 +141,7 @@ MeshData* SceneConverter::ConvertShell(uint32_t visibility, ShellKey const& shel
     Log("Inserting point mesh.");
     return &mesh;
   }
-  ConvertFaceColors(shell, key_path, mesh);
+  ConvertFaceColors(shell, path, mesh);
   ExpandStrips(mesh, strips, face_indices, handedness);
   if (options_.FaceOutlines) AddFaceOutlines(shell, mesh);
   Log("Inserting face mesh.");

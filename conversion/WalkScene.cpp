@@ -21,7 +21,7 @@ bool FollowInclude(GrownKeyPath const& path) {
   ConditionalExpression condition;
   if (!IncludeKey(path.Peek()).ShowConditionalExpression(condition)) return true;
   UTF8Array conditions;
-  path->ShowNetConditions(conditions);
+  path.ShowNetConditions(conditions);
   return condition.IsSatisfiedBy(conditions);
 }
 

@@ -3,50 +3,19 @@
 #include <algorithm>
 
 #include "scene/detail/Entities.h"
+#include "scene/detail/PathSegments.h"
 
 namespace KZV {
 
-using detail::KeyAccess;
 using detail::SegmentData;
-using SegmentList = std::vector<std::shared_ptr<SegmentData>>;
+using detail::SegmentList;
+using detail::LocksVisibility;
 
 namespace {
 
-void PushSegment(SegmentList& out, std::shared_ptr<SegmentData> const& segment) {
-  if (segment && (out.empty() || out.back() != segment)) out.push_back(segment);
-}
-
-// Adds the owners above the last segment of `out` up to `stop`, without
-// `stop` itself; adds nothing if `stop` isn't among them.
-void Climb(SegmentList& out, SegmentData const* stop) {
-  if (out.empty()) return;
-  SegmentList chain;
-  for (auto s = out.back()->owner.lock(); s; s = s->owner.lock()) {
-    if (s.get() == stop) {
-      out.insert(out.end(), chain.begin(), chain.end());
-      return;
-    }
-    chain.push_back(s);
-  }
-}
-
-// The segments of a path, leaf first, with the owners that the path
-// leaves out between two of its keys filled in.
 SegmentList Segments(KeyArray const& keys) {
   SegmentList out;
-  for (size_t i = 0; i < keys.size(); ++i) {
-    auto entity = KeyAccess::Lock(keys[i]);
-    if (!entity) continue;
-    if (auto segment = std::dynamic_pointer_cast<SegmentData>(entity)) {
-      PushSegment(out, segment);
-    } else if (auto include = std::dynamic_pointer_cast<detail::IncludeData>(entity)) {
-      PushSegment(out, include->owner.lock());
-    } else {
-      continue;
-    }
-    if (i + 1 == keys.size()) break;
-    if (auto next = KeyAccess::As<SegmentData>(keys[i + 1])) Climb(out, next.get());
-  }
+  detail::PathSegments(keys.data(), keys.size(), out);
   return out;
 }
 
@@ -70,12 +39,6 @@ bool NetKit(SegmentList const& segments, std::optional<Kit> detail::Attributes::
     }
   if (found) out = net;
   return found;
-}
-
-bool LocksVisibility(SegmentData const& segment) {
-  bool locked = false;
-  return segment.attributes.lock && segment.attributes.lock->ShowLock(AttributeLock::Type::Visibility, locked) &&
-         locked;
 }
 
 template <typename Definition>

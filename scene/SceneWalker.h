@@ -2,25 +2,9 @@
 // Depth-first walk of the segment tree below a key path.
 #include <functional>
 
-#include "scene/KeyPath.h"
+#include "scene/GrownKeyPath.h"
 
 namespace KZVI::Helpers {
-
-// A key path that grows at its leaf end as the walk goes down.
-class GrownKeyPath {
- public:
-  explicit GrownKeyPath(KZV::KeyPath const& start) : path_(start) {}
-
-  KZV::Key const& Peek() const { return path_.Keys().front(); }
-  KZV::KeyPath const& KeyPath() const { return path_; }
-  KZV::KeyPath const* operator->() const { return &path_; }
-
-  void Push(KZV::Key const& key) { path_.PushFront(key); }
-  void Pop() { path_.PopFront(); }
-
- private:
-  KZV::KeyPath path_;
-};
 
 // Walks from the segment at the leaf end of a path: on entering a segment
 // `segment_filter` decides whether to go in; the child segments are then

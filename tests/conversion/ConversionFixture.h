@@ -54,6 +54,7 @@ class ConversionTest : public ::testing::Test {
   }
 
   QX::Store::ModelImpl& impl() { return model.Impl(); }
+  std::filesystem::path ModelDirectory() const { return dir_.Path() / "model"; }
   // Meshes inserted by the conversion; key 0 is the model's own empty mesh.
   size_t MeshCount() { return impl().meshes.size() - 1; }
 
