@@ -12,8 +12,9 @@ namespace QX::Store::detail {
 bool LooksLikeJpeg(uint8_t const* data, size_t size);
 
 // True if every segment up to the end-of-image marker (or the end of the
-// data) lies inside the data, and every Huffman table has at most 256 codes
-// with lengths that a prefix code can have.
+// data) lies inside the data, every Huffman table has at most 256 codes
+// with lengths that a prefix code can have, and every scan decodes only
+// with Huffman tables defined before it.
 bool JpegWellFormed(uint8_t const* data, size_t size);
 
 }  // namespace QX::Store::detail
