@@ -132,4 +132,9 @@ bool JpegWellFormed(uint8_t const* data, size_t size) {
   return true;
 }
 
+bool JpegCanHold(uint64_t width, uint64_t height, uint64_t size) {
+  constexpr uint64_t kMaxPixelsPerByte = 8 * 64;
+  return width * height <= size * kMaxPixelsPerByte;
+}
+
 }  // namespace QX::Store::detail

@@ -17,4 +17,10 @@ bool LooksLikeJpeg(uint8_t const* data, size_t size);
 // with Huffman tables defined before it.
 bool JpegWellFormed(uint8_t const* data, size_t size);
 
+// True if `size` bytes of JPEG data can code `width` x `height` pixels: each
+// 8x8 block of the first component takes at least one bit, even in the
+// densest progressive coding. A file that declares more is cut short by
+// far; the decoder would spend its time making pixels out of nothing.
+bool JpegCanHold(uint64_t width, uint64_t height, uint64_t size);
+
 }  // namespace QX::Store::detail

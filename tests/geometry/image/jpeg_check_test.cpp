@@ -161,5 +161,28 @@ TEST(JpegCheck, ScansNeedTheirHuffmanTablesDefinedFirst) {
   EXPECT_FALSE(WellFormed(baseline));
 }
 
+// A 10 KB JPEG that declared 63479 x 249 pixels kept the decoder making
+// pixels out of missing scan data for seconds. No coding packs more than
+// 512 pixels into a byte, so such a file is refused before decoding.
+TEST(JpegCheck, DeclaredSizeMustFitTheData) {
+  Bytes const jpeg = Jpeg(64, 64);
+  EXPECT_TRUE(detail::JpegCanHold(64, 64, jpeg.size()));
+  EXPECT_TRUE(detail::JpegCanHold(4096, 128, 1024));
+  EXPECT_FALSE(detail::JpegCanHold(4096, 129, 1024));
+  Bytes huge = jpeg;
+  for (size_t i = 0; i + 8 < huge.size(); ++i) {
+    if (huge[i] != 0xFF || huge[i + 1] != 0xC0) continue;
+    huge[i + 5] = 0x04, huge[i + 6] = 0;  // 1024 rows
+    huge[i + 7] = 0x10, huge[i + 8] = 0;  // of 4096 pixels
+    break;
+  }
+  std::string reason;
+  DecodedImage image;
+  EXPECT_FALSE(DecodeImage(uint32_t(huge.size()), huge.data(), 4, image, reason));
+  EXPECT_EQ(reason, "image data too short for its size");
+  ASSERT_TRUE(DecodeImage(uint32_t(jpeg.size()), jpeg.data(), 4, image, reason)) << reason;
+  FreeDecodedImage(image);
+}
+
 }  // namespace
 }  // namespace QX::Store
