@@ -86,6 +86,14 @@ bool ScanTablesDefined(uint8_t const* head, size_t size, bool progressive, Table
   return true;
 }
 
+// The position behind the start-of-image marker, or 0 if the data doesn't
+// begin with one. Decoders take any run of 0xFF fill bytes before it.
+size_t StartOfImageEnd(uint8_t const* data, size_t size) {
+  size_t at = 0;
+  while (at < size && data[at] == kMarker) ++at;
+  return at >= 1 && at < size && data[at] == kStartOfImage ? at + 1 : 0;
+}
+
 // The position of the marker that ends the entropy-coded data from `at`:
 // a 0xFF that is neither a stuffed zero nor a restart marker.
 size_t EndOfScan(uint8_t const* data, size_t size, size_t at) {
@@ -100,12 +108,12 @@ size_t EndOfScan(uint8_t const* data, size_t size, size_t at) {
 }  // namespace
 
 bool LooksLikeJpeg(uint8_t const* data, size_t size) {
-  return size >= 2 && data[0] == kMarker && data[1] == kStartOfImage;
+  return StartOfImageEnd(data, size) != 0;
 }
 
 bool JpegWellFormed(uint8_t const* data, size_t size) {
-  if (!LooksLikeJpeg(data, size)) return false;
-  size_t at = 2;
+  size_t at = StartOfImageEnd(data, size);
+  if (at == 0) return false;
   TableSlots defined = 0;
   bool progressive = false;
   // A file cut short after a whole segment is left to the decoder, which

@@ -8,7 +8,8 @@
 
 namespace QX::Store::detail {
 
-// True for data that begins with a JPEG start-of-image marker.
+// True for data that begins with a JPEG start-of-image marker, after any
+// 0xFF fill bytes.
 bool LooksLikeJpeg(uint8_t const* data, size_t size);
 
 // True if every segment up to the end-of-image marker (or the end of the

@@ -110,6 +110,16 @@ TEST(JpegCheck, OversizedHuffmanTableNeverReachesTheDecoder) {
   DecodedImage image;
   EXPECT_FALSE(DecodeImage(uint32_t(hostile.size()), hostile.data(), 4, image, reason));
   EXPECT_EQ(reason, "malformed JPEG segments");
+  // stb_image skips 0xFF fill bytes before the start of the image: so
+  // must the check, or such a file passes it unchecked.
+  Bytes padded(15, 0xFF);
+  padded.insert(padded.end(), hostile.begin(), hostile.end());
+  EXPECT_FALSE(ValidateImage(uint32_t(padded.size()), padded.data(), 4, reason));
+  EXPECT_EQ(reason, "malformed JPEG segments");
+  Bytes const fine = Jpeg(16, 16);
+  padded.resize(15);
+  padded.insert(padded.end(), fine.begin(), fine.end());
+  EXPECT_TRUE(WellFormed(padded));
 }
 
 // A progressive 8x8 grey JPEG: its frame, the Huffman tables `tables` (as
