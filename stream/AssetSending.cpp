@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <unordered_set>
+#include <vector>
 
 #include "store/ModelImpl.h"
 #include "stream/AssetRecords.h"
@@ -169,9 +171,9 @@ void SendGroup(StreamState& state, ModelImpl& model, GroupKey key) {
   WriteGroup(InContext(state, model), key, group->words);
 }
 
-void SendMeshDefinition(StreamState& state, ModelImpl& model, MeshRecord const& record) {
-  MeshRecord const* base = record.duplicate_of != 0 ? model.FindMesh(record.duplicate_of) : nullptr;
-  if (base != nullptr) SendMeshDefinition(state, model, *base);
+namespace {
+
+void SendOneMeshDefinition(StreamState& state, ModelImpl& model, MeshRecord const& record) {
   if (!state.sent.mesh_definitions.insert(&record).second) return;
   SendMaterials(state, model, {record.face_material, record.line_material, record.point_material});
   SendMaterialMaps(state, model, {record.face_material_map, record.line_material_map,
@@ -183,6 +185,24 @@ void SendMeshDefinition(StreamState& state, ModelImpl& model, MeshRecord const& 
   if (record.duplicate_of != 0) return;
   if (uint32_t const copies = DuplicateCount(state, model, record.key))
     WriteKeyProperty(out, stream_model, record.key, copies, 2);
+}
+
+}  // namespace
+
+// A duplicate's base goes first, and its base before it. The chain is
+// walked, not recursed, and ends at a mesh already sent or already in it:
+// a damaged model may chain a thousand duplicates, or make a ring of them.
+void SendMeshDefinition(StreamState& state, ModelImpl& model, MeshRecord const& record) {
+  std::vector<MeshRecord const*> chain{&record};
+  std::unordered_set<MeshRecord const*> in_chain{&record};
+  for (MeshRecord const* mesh = &record; mesh->duplicate_of != 0;) {
+    mesh = model.FindMesh(mesh->duplicate_of);
+    if (mesh == nullptr || state.sent.mesh_definitions.count(mesh) != 0 ||
+        !in_chain.insert(mesh).second)
+      break;
+    chain.push_back(mesh);
+  }
+  for (auto it = chain.rbegin(); it != chain.rend(); ++it) SendOneMeshDefinition(state, model, **it);
 }
 
 void SendMeshList(StreamState& state, ModelImpl& model, MeshKey key, MeshList const& list) {

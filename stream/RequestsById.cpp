@@ -166,11 +166,12 @@ void GroupIds(StreamState& state, Pairs const& ids, bool follow) {
 template <class Send>
 void KeysByModel(StreamState& state, Pairs const& ids, Send send) {
   std::vector<std::pair<uint32_t, std::vector<uint32_t>>> by_model;
-  for (auto const& [stream_model, key] : ids) {
+  for (auto const& id : ids) {
+    uint32_t const stream_model = id.first;
     auto it = std::find_if(by_model.begin(), by_model.end(),
                            [&](auto const& e) { return e.first == stream_model; });
     if (it == by_model.end()) it = by_model.insert(by_model.end(), {stream_model, {}});
-    it->second.push_back(key);
+    it->second.push_back(id.second);
   }
   for (auto const& [stream_model, keys] : by_model) {
     ModelImpl* model = StreamModel(state, stream_model);

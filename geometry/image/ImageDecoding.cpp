@@ -45,7 +45,9 @@ bool DecodeWithStb(uint32_t size, uint8_t const* bytes, DecodedImage& out, std::
     reason = FailureReason();
     return false;
   }
-  if (!PlausibleForFileSize(uint64_t(width), uint64_t(height), size)) {
+  uint64_t const w = uint64_t(width), h = uint64_t(height);
+  bool const jpeg_short = detail::LooksLikeJpeg(bytes, size) && !detail::JpegCanHold(w, h, size);
+  if (!PlausibleForFileSize(w, h, size) || jpeg_short) {
     reason = "image data too short for its size";
     return false;
   }

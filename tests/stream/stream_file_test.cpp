@@ -379,6 +379,32 @@ TEST_F(ViewsAndReusedImages, ReusedImageIsReportedWithoutDataAfterItsReuseRecord
   EXPECT_EQ(log.Count("Request for unknown ImageID ("), 1);
 }
 
+// A damaged digest may make duplicates a ring (each the base of the other,
+// or a mesh its own base); sending their definitions recursed without end.
+TEST_F(StreamFile, DuplicatesInARingAreEachDefinedOnce) {
+  for (bool const self : {false, true}) {
+    Model model = Open(self ? "self_ring" : "ring");
+    model.Include(model, 0);
+    MaterialKey const red = model.InsertMaterial(RGBAColor{1, 0, 0, 1});
+    std::vector<MeshKey> meshes;
+    for (int i = 0; i < 2; ++i) {
+      meshes.push_back(model.InsertMesh(qx_test::GridMesh(4 + i).Data()));
+      double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10.0 * i, 0, 0};
+      model.InsertInstance(meshes.back(), model.InsertMatrix(matrix), red, kNoKey, kNoKey, 0, 0, 0,
+                           7, 0, 0, {});
+    }
+    model.PrepareStream(1);
+    ModelImpl& impl = model.Impl();
+    auto record = [&](MeshKey key) -> MeshRecord& {
+      return impl.mesh_records[impl.meshes.Find(key)->index];
+    };
+    record(meshes[0]).duplicate_of = self ? meshes[0] : meshes[1];
+    record(meshes[1]).duplicate_of = meshes[0];
+    std::vector<uint32_t> const tags = TagsOf(Generate(model));
+    EXPECT_EQ(std::count(tags.begin(), tags.end(), Tag::MeshDef), 2) << (self ? "self" : "pair");
+  }
+}
+
 }  // namespace
 
 // A toc entry of 1 to 3 bytes at the end of the stream mesh file: the stored
