@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/GridPart.h"
 #include "conversion/ConverterOptions.h"
 #include "conversion/SceneConverter.h"
 #include "conversion/WalkScene.h"
@@ -61,25 +62,7 @@ double PeakMiB() {
 // A part: a two-sided grid of quads (100 triangles) with heights of its own,
 // so that no two parts are alike.
 void InsertPart(SegmentKey const& part, int seed) {
-  PointArray points;
-  uint32_t jitter = uint32_t(seed) * 2654435761u + 1;
-  for (int side = 0; side < 2; ++side)
-    for (int j = 0; j < kGrid; ++j)
-      for (int i = 0; i < kGrid; ++i) {
-        jitter = jitter * 1664525u + 1013904223u;
-        points.push_back({float(i), float(j), float(side) + float(jitter >> 8) / float(1 << 24) * 0.1f});
-      }
-  IntArray faces;
-  for (int side = 0; side < 2; ++side) {
-    int const base = side * kGrid * kGrid;
-    for (int j = 0; j + 1 < kGrid; ++j)
-      for (int i = 0; i + 1 < kGrid; ++i) {
-        int const a = base + j * kGrid + i;
-        if (side == 0) faces.insert(faces.end(), {4, a, a + 1, a + kGrid + 1, a + kGrid});
-        else faces.insert(faces.end(), {4, a, a + kGrid, a + kGrid + 1, a + 1});
-      }
-  }
-  part.InsertShell(points, faces);
+  InsertGridPart(part, seed, kGrid);
 }
 
 std::vector<SegmentKey> BuildParts() {
