@@ -3,7 +3,9 @@
 // points a side, with heights jittered by `seed` so that no two parts are
 // alike.
 #include <cstdint>
+#include <vector>
 
+#include "scene/Database.h"
 #include "scene/SegmentKey.h"
 #include "scene/ShellKey.h"
 #include "scene/Types.h"
@@ -28,4 +30,15 @@ inline void InsertGridPart(KZV::SegmentKey const& part, int seed, int grid) {
       }
   }
   part.InsertShell(points, faces);
+}
+
+// `count` distinct parts under a root segment of their own.
+inline std::vector<KZV::SegmentKey> BuildGridParts(int count, int grid) {
+  KZV::SegmentKey const library = KZV::Database::CreateRootSegment("parts");
+  std::vector<KZV::SegmentKey> parts;
+  for (int p = 0; p < count; ++p) {
+    parts.push_back(library.Subsegment());
+    InsertGridPart(parts.back(), p, grid);
+  }
+  return parts;
 }

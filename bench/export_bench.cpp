@@ -59,22 +59,6 @@ double PeakMiB() {
   return double(usage.ru_maxrss) / 1024.0;  // kilobytes on Linux
 }
 
-// A part: a two-sided grid of quads (100 triangles) with heights of its own,
-// so that no two parts are alike.
-void InsertPart(SegmentKey const& part, int seed) {
-  InsertGridPart(part, seed, kGrid);
-}
-
-std::vector<SegmentKey> BuildParts() {
-  SegmentKey const library = Database::CreateRootSegment("parts");
-  std::vector<SegmentKey> parts;
-  for (int p = 0; p < kParts; ++p) {
-    parts.push_back(library.Subsegment());
-    InsertPart(parts.back(), p);
-  }
-  return parts;
-}
-
 // The assembly: one segment a part, holding `includes` placed copies of it.
 SegmentKey BuildAssembly(std::vector<SegmentKey> const& parts, int includes) {
   SegmentKey const root = Database::CreateRootSegment("assembly");
@@ -154,7 +138,7 @@ int main(int argc, char** argv) {
   std::filesystem::path const work =
       std::filesystem::temp_directory_path() / ("qx-export-bench-" + std::to_string(getpid()));
   std::filesystem::create_directories(work);
-  std::vector<SegmentKey> const parts = BuildParts();
+  std::vector<SegmentKey> const parts = BuildGridParts(kParts, kGrid);
   std::vector<double> walks;
   for (int includes : counts) {
     SegmentKey root = BuildAssembly(parts, includes);

@@ -44,19 +44,11 @@ constexpr int kSubassemblies = 10;
 constexpr int kGrid = 6;  // 6 x 6 points a side: 100 triangles a part
 constexpr int kRuns = 5;
 
-// A two-sided grid of quads with heights of its own, so no two parts match.
-void InsertPart(SegmentKey const& part, int seed) {
-  InsertGridPart(part, seed, kGrid);
-  if (seed % 7 == 0) part.SetMaterialMapping(MaterialMappingKit().SetFaceColor({0.8f, 0.2f, 0.2f, 1}));
-}
-
+// Distinct parts, every seventh with a colour of its own.
 std::vector<SegmentKey> BuildParts() {
-  SegmentKey const library = Database::CreateRootSegment("parts");
-  std::vector<SegmentKey> parts;
-  for (int p = 0; p < kParts; ++p) {
-    parts.push_back(library.Subsegment());
-    InsertPart(parts.back(), p);
-  }
+  std::vector<SegmentKey> parts = BuildGridParts(kParts, kGrid);
+  for (size_t p = 0; p < parts.size(); p += 7)
+    parts[p].SetMaterialMapping(MaterialMappingKit().SetFaceColor({0.8f, 0.2f, 0.2f, 1}));
   return parts;
 }
 
