@@ -1,6 +1,9 @@
 #pragma once
 // Volumes of simple shapes for the selection tests.
+#include <gtest/gtest.h>
+
 #include <array>
+#include <span>
 #include <vector>
 
 #include "geometry/selection/PlaneVolume.h"
@@ -33,6 +36,35 @@ inline RayVolume RayAlongZ(PointD origin, double w) {
 
 inline BoundingSphere Sphere(PointD center, double radius) {
   return {center, radius * radius, -1.0};
+}
+
+// Rows of the table-driven tests: a box or a sphere and what the volume
+// says of it.
+struct BoxCase {
+  char const* name;
+  BoundingBoxD box;
+  uint32_t expected;
+};
+struct SphereCase {
+  char const* name;
+  BoundingSphere sphere;
+  uint32_t expected;
+};
+
+template <class Volume>
+void ExpectBoxes(Volume const& volume, std::span<BoxCase const> cases) {
+  for (auto const& c : cases) EXPECT_EQ(volume.TestBox(c.box), c.expected) << c.name;
+}
+
+// Each sphere's test, and its rate: -1 outside, else the squared distance
+// of its centre. The tests fill in a sphere's radius, so each takes a copy.
+template <class Volume>
+void ExpectSpheres(Volume const& volume, std::span<SphereCase const> cases) {
+  for (SphereCase c : cases) {
+    EXPECT_EQ(volume.TestSphere(c.sphere), c.expected) << c.name;
+    EXPECT_EQ(volume.Rate(c.sphere), c.expected == VolumeTest::Outside ? -1.0 : volume.DistanceSquared(c.sphere.center))
+        << c.name;
+  }
 }
 
 }  // namespace QX::Store

@@ -12,12 +12,7 @@ using namespace VolumeTest;
 PlaneVolume Cube() { return BoxVolume({0, 0, 0}, {2, 2, 2}); }
 
 TEST(PlaneVolume, Boxes) {
-  struct Case {
-    char const* name;
-    BoundingBoxD box;
-    uint32_t expected;
-  };
-  Case const cases[] = {
+  BoxCase const cases[] = {
       {"within", {0.5, 0.5, 0.5, 1.5, 1.5, 1.5}, Inside},
       {"the volume itself", {0, 0, 0, 2, 2, 2}, Inside},
       {"half out", {1, 1, 1, 3, 3, 3}, Crossing},
@@ -26,17 +21,11 @@ TEST(PlaneVolume, Boxes) {
       {"touching a face from outside", {2, 0, 0, 3, 2, 2}, Outside},
       {"a point box on a face", {2, 1, 1, 2, 1, 1}, Outside},
   };
-  auto volume = Cube();
-  for (auto const& c : cases) EXPECT_EQ(volume.TestBox(c.box), c.expected) << c.name;
+  ExpectBoxes(Cube(), cases);
 }
 
 TEST(PlaneVolume, Spheres) {
-  struct Case {
-    char const* name;
-    BoundingSphere sphere;
-    uint32_t expected;
-  };
-  Case const cases[] = {
+  SphereCase const cases[] = {
       {"within", Sphere({1, 1, 1}, 0.5), Inside},
       {"touching the faces from inside", Sphere({1, 1, 1}, 1), Inside},
       {"half out", Sphere({2, 1, 1}, 0.5), Crossing},
@@ -44,16 +33,7 @@ TEST(PlaneVolume, Spheres) {
       {"touching a face from outside", Sphere({3, 1, 1}, 1), Outside},
       {"reaching in", Sphere({3, 1, 1}, 1.5), Crossing},
   };
-  auto volume = Cube();
-  for (auto c : cases) {
-    EXPECT_EQ(volume.TestSphere(c.sphere), c.expected) << c.name;
-    double const rate = volume.Rate(c.sphere);
-    if (c.expected == Outside) {
-      EXPECT_EQ(rate, -1.0) << c.name;
-    } else {
-      EXPECT_EQ(rate, volume.DistanceSquared(c.sphere.center)) << c.name;
-    }
-  }
+  ExpectSpheres(Cube(), cases);
 }
 
 TEST(PlaneVolume, ZeroNormalPlaneLetsEverySphereOfSizeThrough) {

@@ -45,12 +45,7 @@ TEST(RayVolume, Triangles) {
 }
 
 TEST(RayVolume, BoxesAndSpheresAgainstTheTube) {
-  struct Case {
-    char const* name;
-    BoundingBoxD box;
-    uint32_t expected;
-  };
-  Case const cases[] = {
+  BoxCase const cases[] = {
       {"around the origin: the ray starts inside", {-1, -1, -6, 1, 1, -4}, Crossing},
       {"ahead", {-1, -1, 0, 1, 1, 1}, Crossing},
       {"behind", {-1, -1, -9, 1, 1, -6}, Outside},

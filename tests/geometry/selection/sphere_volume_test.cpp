@@ -22,12 +22,7 @@ TEST(SphereVolume, PointsOnTheSphereAreIn) {
 }
 
 TEST(SphereVolume, Boxes) {
-  struct Case {
-    char const* name;
-    BoundingBoxD box;
-    uint32_t expected;
-  };
-  Case const cases[] = {
+  BoxCase const cases[] = {
       {"within", {-0.5, -0.5, -0.5, 0.5, 0.5, 0.5}, Inside},
       {"half out", {0.5, 0.5, 0.5, 2, 2, 2}, Crossing},
       {"around the sphere", {-2, -2, -2, 2, 2, 2}, Crossing},
@@ -35,17 +30,11 @@ TEST(SphereVolume, Boxes) {
       {"apart", {2, 2, 2, 3, 3, 3}, Outside},
       {"near a corner but out", {0.8, 0.8, 0.8, 2, 2, 2}, Outside},
   };
-  auto ball = Unit();
-  for (auto const& c : cases) EXPECT_EQ(ball.TestBox(c.box), c.expected) << c.name;
+  ExpectBoxes(Unit(), cases);
 }
 
 TEST(SphereVolume, Spheres) {
-  struct Case {
-    char const* name;
-    BoundingSphere sphere;
-    uint32_t expected;
-  };
-  Case const cases[] = {
+  SphereCase const cases[] = {
       {"small, within", Sphere({0.2, 0, 0}, 0.5), Inside},
       // Inside asks only for the centre and the size, not for containment.
       {"small centre in, reaching out", Sphere({0.9, 0, 0}, 0.5), Inside},
@@ -53,13 +42,7 @@ TEST(SphereVolume, Spheres) {
       {"touching from outside", Sphere({3, 0, 0}, 2), Crossing},
       {"apart", Sphere({3, 0, 0}, 1.5), Outside},
   };
-  auto ball = Unit();
-  for (auto c : cases) {
-    EXPECT_EQ(ball.TestSphere(c.sphere), c.expected) << c.name;
-    double const rate = ball.Rate(c.sphere);
-    EXPECT_EQ(rate, c.expected == Outside ? -1.0 : ball.DistanceSquared(c.sphere.center))
-        << c.name;
-  }
+  ExpectSpheres(Unit(), cases);
 }
 
 TEST(SphereVolume, SphereTestDerivesTheRadius) {
