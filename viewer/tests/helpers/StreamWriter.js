@@ -22,22 +22,19 @@ export class StreamWriter {
   }
 
   head() { return this.add(record(u32(86, 72, 72, MINUS(2), 0))); }
-
   context(model) { return this.add(record(u32(78, model))); }
-
   end(status = 0) { return this.add(record(u32(84, status, 0, 0))); }
+  sceneRoot(model) { return this.add(record(u32(51, MINUS(2), model, 0, 3))); }
+  inclusion(id, model, matrix) { return this.add(record(u32(105, id, model, matrix))); }
+  event(subject, code, extra, words) { return this.add(record(u32(101, subject, words.length, code, extra, ...words))); }
+  bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
+  matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }
+  color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
+  materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
 
   text(value) {
     const bytes = new TextEncoder().encode(value + '\0');
     return this.add(concat([record(u32(85, bytes.length)), padTo4(bytes)]));
-  }
-
-  sceneRoot(model) { return this.add(record(u32(51, MINUS(2), model, 0, 3))); }
-
-  inclusion(id, model, matrix) { return this.add(record(u32(105, id, model, matrix))); }
-
-  event(subject, code, extra, words) {
-    return this.add(record(u32(101, subject, words.length, code, extra, ...words)));
   }
 
   // A view's camera looking from `position` at `target`, and its background colour.
@@ -45,12 +42,6 @@ export class StreamWriter {
     this.add(record([...u32(99, key, 1, 0), ...f64(...position, ...target, ...up, width, height)]));
     return this.add(record([...u32(80, key), ...f32(...background), ...u32(images.length, ...images)]));
   }
-
-  bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
-
-  matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }
-
-  color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
 
   material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [],
     linePattern = NONE }) {
@@ -82,8 +73,6 @@ export class StreamWriter {
     ]);
     return this.add(record(u32(121, key, 16 + 4 * words.length, loops.length, ...words)));
   }
-
-  materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
 
   meshDefinition(model, key, {
     duplicateOf = 0, duplicateMatrix = 0, materials = [0, 0, 0], maps = [0, 0, 0], bounds = [0, 0, 0, 1, 1, 1],

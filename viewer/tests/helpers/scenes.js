@@ -34,7 +34,9 @@ export function quad(z = 0, half = 1) {
   };
 }
 
-export const triangle = () => ({ positions: [[-1, -1, 0], [1, -1, 0], [0, 1, 0]], normals: [UP, UP, UP], faces: [[0, 1, 2]] });
+export const triangle = () => ({
+  positions: [[-1, -1, 0], [1, -1, 0], [0, 1, 0]], normals: [UP, UP, UP], faces: [[0, 1, 2]],
+});
 
 // A line element of one segment from `a` to `b`.
 export const segment = (a, b) => ({ positions: [a, b], faces: [], lines: [[0, 1]] });
@@ -117,7 +119,8 @@ export function sampleScene({ compressed = null, keyed = null } = {}) {
 // `items` are { mesh, material, clip?, materials?, maps? } in stream order;
 // each becomes mesh, instance and mesh data under the key of its position + 1.
 // `eye` moves the camera, `background` gives the view a background.
-export function frontScene(items, { eye = [0, 0, 4], background = null, backgroundImage = null, before = () => {} } = {}) {
+export function frontScene(items, options = {}) {
+  const { eye = [0, 0, 4], background = null, backgroundImage = null, before = () => {} } = options;
   const m = ROOT_MODEL;
   const w = new StreamWriter();
   w.head().sceneRoot(m);

@@ -11,26 +11,17 @@ const modelOf = (write) => load(write(new StreamWriter().head().context(ROOT_MOD
 const square = (h) => [[-h, -h, 0], [h, -h, 0], [h, h, 0], [-h, h, 0]];
 const rounded = (values) => [...values].map((v) => +v.toFixed(3));
 
-test('materials, line patterns, poly polygons and clip regions reach the model as the records give them', () => {
+test('materials and line patterns reach the model as the records give them', () => {
   const model = modelOf((w) => w
     .material(1, { color: [1, 0, 0, 0.5], specular: 0.4, gloss: 12, mirror: 0.3, environment: [1, 2, 3, 4, 5, 6],
       textures: [{ image: 7, matrix: 2, word: 1 }, { image: 8, word: 0x10000 }], linePattern: 3 })
-    .linePattern(3, '-- ', 2)
-    .polyPolygon(4, [square(1), square(0.5)])
-    .clipRegion(5, [{ polygons: [4], matrix: 2, cuts: true }, { polygons: [4, 4], window: true }]));
+    .linePattern(3, '-- ', 2));
   const material = model.materials.get(1);
   assert.deepEqual(rounded([material.specular, material.gloss, material.linePattern]), [0.4, 12, 3]);
   assert.deepEqual(material.environment, [1, 2, 3, 4, 5, 6]);
   assert.deepEqual(material.textures, [{ image: 7, matrix: 2, word: 1 }, { image: 8, matrix: 0, word: 0x10000 }]);
   const pattern = model.linePatterns.get(3);
   assert.deepEqual([pattern.value, ...pattern.bytes], [2, 45, 45, 32]);
-  const polygon = model.polygons.get(4);
-  assert.deepEqual(polygon.lengths, [4, 4]);
-  assert.deepEqual(polygon.points.slice(12, 15), [-0.5, -0.5, 0]);
-  assert.deepEqual(model.clipRegions.get(5).loops, [
-    { matrix: 2, cuts: true, window: false, polygons: [4] },
-    { matrix: 0, cuts: false, window: true, polygons: [4, 4] },
-  ]);
 });
 
 test('line patterns: text runs, named patterns, bit patterns, and solid ones', () => {

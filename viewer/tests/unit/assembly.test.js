@@ -8,7 +8,7 @@ import { load } from '../helpers/load.js';
 import { concat, f64, record, u32 } from '../helpers/record.js';
 import { StreamWriter, keyedBlock } from '../helpers/StreamWriter.js';
 
-const summary = (nodes) => nodes.map(({ name, depth, parent, end, instances }) => [name, depth, parent, end, instances]);
+const summary = (nodes) => nodes.map((n) => [n.name, n.depth, n.parent, n.end, n.instances]);
 const bytes = (s) => ['bytes', Buffer.from(s)];
 
 test('a tree of parts reads as a depth-first list of named nodes with their instances', () => {
@@ -49,7 +49,8 @@ test('the metadata version is checked, and items a node may carry are stepped ov
     | (1 << 22) | 0x10 | 0x20 | 0x40;
   const node = readNode(record([
     ...u32(flags, 0x8 | 0x10 | 0x20, 22, 1, 1), bytes('n\0'), ...u32(9),
-    ...u32(42), bytes('rich\0'), ['u8', 1], ...f64(0, 0, 0, 0, 0, 0), ...u32(8), bytes('t\0'), ...u32(1, 2), bytes('u\0'),
+    ...u32(42), bytes('rich\0'), ['u8', 1], ...f64(0, 0, 0, 0, 0, 0), ...u32(8),
+    bytes('t\0'), ...u32(1, 2), bytes('u\0'),
     ...u32(1, 5, 0, 3), bytes([1, 2, 3]), ['u8', 7], ...u32(2, 30, 31), ...u32(0, 0, 0),
     ...u32(0xDEAD), // behind what is read: ignored
   ]));

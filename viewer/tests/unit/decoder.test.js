@@ -5,7 +5,7 @@ import { isLivePage } from '../../src/live/LiveViewer.js';
 import { readModelData } from '../../src/pageData.js';
 import { decodeAll, load } from '../helpers/load.js';
 import { concat, f32, record, u32 } from '../helpers/record.js';
-import { ROOT_MODEL, StreamWriter, keyedBlock, zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
+import { ROOT_MODEL, StreamWriter, zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
 import { cube, pointGrid, sampleScene } from '../helpers/scenes.js';
 
 // Records without their place in the bytes; a mesh chunk keeps its payload.
@@ -67,15 +67,6 @@ test('indexed and expanded meshes give the same vertices', () => {
   assert.equal(vertices.count, 520 * 520);
   assert.deepEqual(slice(vertices.positions, 3, 520 * 520 - 1), grid.positions.at(-1));
   assert.deepEqual(slice(vertices.colors, 4, 520 * 520 - 1), grid.colors.at(-1));
-});
-
-test('keyed data blocks, plain and zstd, yield their d records', () => {
-  const items = [[1, Uint8Array.of(1, 2, 3)], [7, new Uint8Array(0)], [9, new Uint8Array(700).fill(5)]];
-  const head = new StreamWriter().head().bytes();
-  for (const method of zstdAvailable() ? [null, 1] : [null]) {
-    const keyed = decodeAll(concat([head, keyedBlock(ROOT_MODEL, items, method)])).slice(1);
-    assert.deepEqual(keyed.map((r) => [r.key, r.data.length]), [[1, 3], [7, 0], [9, 700]]);
-  }
 });
 
 // Bytes that must stop the decoder, and the words it says why in.
