@@ -87,13 +87,14 @@ function blobs({ width, height, drawn }) {
   };
   let count = 0;
   for (let i = 0; i < width * height; i++) {
-    if (!seen[i] && drawn(i % width, (i / width) | 0) && size(i) >= 20) count++;
+    if (seen[i] || !drawn(i % width, (i / width) | 0)) continue;
+    if (size(i) >= 20) count++;
   }
   return count;
 }
 
-// The colours of the drawn pixels in the rows from `y0` to `y1`.
-function drawnColours({ width, height, at, drawn }, y0 = 0, y1 = height) {
+// The drawn pixels in the rows from `y0` up to `y1`, each as [r, g, b, x].
+function drawnPixels({ width, height, at, drawn }, y0 = 0, y1 = height) {
   const out = [];
   for (let y = y0; y < y1; y++) for (let x = 0; x < width; x++) if (drawn(x, y)) out.push([...at(x, y), x]);
   return out;
@@ -108,14 +109,14 @@ const CASES = {
   // An OBJ without normals: the computed normals face the camera, so the
   // model is lit from the front and most of it is bright.
   armadillo_obj: (shot) => {
-    const pixels = drawnColours(shot);
+    const pixels = drawnPixels(shot);
     assert.ok(pixels.length > 10000, 'the model is drawn');
     const bright = pixels.filter(([r, g, b]) => 0.3 * r + 0.59 * g + 0.11 * b > 110).length;
     assert.ok(bright / pixels.length > 0.5, `only ${((100 * bright) / pixels.length).toFixed(1)}% of the model is lit`);
   },
   // A point grid colored red along x and green along y keeps its colors.
   colored_points: (shot) => {
-    const pixels = drawnColours(shot);
+    const pixels = drawnPixels(shot);
     const reddish = pixels.filter(([r, g]) => r > g + 100).length;
     const greenish = pixels.filter(([r, g]) => g > r + 100).length;
     assert.ok(reddish > 50 && greenish > 50, `red ${reddish} and green ${greenish} points`);
@@ -126,7 +127,7 @@ const CASES = {
   demo: (shot) => {
     let bottom = shot.height - 1;
     while (bottom > 0 && shot.count(0, bottom, shot.width, bottom + 1) === 0) bottom--;
-    const band = drawnColours(shot, Math.max(0, bottom - 39), bottom + 1);
+    const band = drawnPixels(shot, Math.max(0, bottom - 39), bottom + 1);
     const blue = band.filter(([r, g, b]) => b > r + 40 && b > g + 20).length;
     const span = Math.max(...band.map((p) => p[3])) - Math.min(...band.map((p) => p[3]));
     assert.ok(band.length > 150, `only ${band.length} pixels drawn at the bottom of the scene`);
