@@ -2,8 +2,8 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { existsSync } from 'node:fs';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
-import { openBrowser } from './browser.js';
+import { after, test } from 'node:test';
+import { useBrowser } from './browser.js';
 import { RESULTS, VIEWER } from './pages.js';
 
 // The served page of `qx serve`: previews first, then the model, then
@@ -12,35 +12,29 @@ import { RESULTS, VIEWER } from './pages.js';
 const TOOL = process.env.QX_TOOL ?? join(VIEWER, '..', 'build-asan', 'tools', 'qx');
 const SAMPLE = join(VIEWER, '..', '..', 'shared', 'models', '2CylinderEngine', '2CylinderEngine.glb');
 
-let browser;
-let server;
-let serverLog = '';
-before(async () => { if (existsSync(TOOL)) browser = await openBrowser(); });
-after(async () => {
-  await browser?.close();
-  server?.kill('SIGKILL');
-});
+const browser = useBrowser(existsSync(TOOL));
+const server = { process: null, log: '' };
+after(() => server.process?.kill('SIGKILL'));
 
 // Starts `qx serve` on a free port; resolves to its URL.
 function serve(args) {
-  server = spawn(TOOL, ['serve', '--port', '0', ...args], { stdio: ['ignore', 'ignore', 'pipe'] });
-  serverLog = '';
+  server.process = spawn(TOOL, ['serve', '--port', '0', ...args], { stdio: ['ignore', 'ignore', 'pipe'] });
   return new Promise((resolve, reject) => {
-    server.stderr.on('data', (chunk) => {
-      serverLog += chunk;
-      const url = /open (http:\/\/\S+) in a browser/.exec(serverLog);
+    server.process.stderr.on('data', (chunk) => {
+      server.log += chunk;
+      const url = /open (http:\/\/\S+) in a browser/.exec(server.log);
       if (url) resolve(url[1]);
     });
-    server.on('exit', (code) => reject(new Error(`qx serve ended with ${code}: ${serverLog}`)));
+    server.process.on('exit', (code) => reject(new Error(`qx serve ended with ${code}: ${server.log}`)));
   });
 }
 
-test('a served model arrives with previews first, orbits and picks parts', { skip: !existsSync(TOOL) && 'no qx tool built' }, async (t) => {
-  const url = await serve(existsSync(SAMPLE) ? [SAMPLE] : ['--demo']);
+const skip = !existsSync(TOOL) && 'no qx tool built';
+test('a served model arrives with previews first, orbits and picks parts', { skip }, async (t) => {
   const page = await browser.context.newPage();
   const errors = [];
   page.on('pageerror', (err) => errors.push(err.message));
-  await page.goto(url);
+  await page.goto(await serve(existsSync(SAMPLE) ? [SAMPLE] : ['--demo']));
   await page.waitForFunction(() => window.qxViewerReady || window.qxViewerError, null, { timeout: 120000 });
   assert.equal(await page.evaluate(() => window.qxViewerError ?? null), null);
   assert.ok(await page.evaluate(() => window.qxLive.drawn()) > 0);
@@ -56,24 +50,23 @@ test('a served model arrives with previews first, orbits and picks parts', { ski
   await page.mouse.down();
   await page.mouse.move(480, 330, { steps: 8 });
   await page.mouse.up();
-  const turned = await page.evaluate(() => window.qxLive.camera().position);
-  assert.notDeepEqual(turned, before);
+  assert.notDeepEqual(await page.evaluate(() => window.qxLive.camera().position), before);
 
   // Pick: click on the model until a part is highlighted.
   const rect = await page.evaluate(() => window.qxViewer.projectedRect());
   let picked = [];
   for (const [fx, fy] of [[0.5, 0.5], [0.4, 0.5], [0.6, 0.5], [0.5, 0.4], [0.5, 0.6], [0.3, 0.3], [0.7, 0.7]]) {
+    if (picked.length) break;
     await page.mouse.click(rect.x + fx * rect.width, rect.y + fy * rect.height);
     await page.waitForTimeout(300);
     picked = await page.evaluate(() => window.qxLive.highlighted());
-    if (picked.length) break;
   }
   assert.ok(picked.length > 0, 'a click on the model highlights a part');
   await page.screenshot({ path: join(RESULTS, 'live-picked.png') });
   assert.deepEqual(errors, []);
   await page.close();
 
-  const stopped = new Promise((resolve) => server.on('exit', resolve));
-  server.kill('SIGINT');
-  assert.equal(await stopped, 0, `Ctrl-C stops the server cleanly; it said:\n${serverLog.slice(-3000)}`);
+  const stopped = new Promise((resolve) => server.process.on('exit', resolve));
+  server.process.kill('SIGINT');
+  assert.equal(await stopped, 0, `Ctrl-C stops the server cleanly; it said:\n${server.log.slice(-3000)}`);
 });

@@ -1,37 +1,16 @@
 import assert from 'node:assert/strict';
 import { existsSync } from 'node:fs';
 import { join } from 'node:path';
-import { after, before, test } from 'node:test';
+import { test } from 'node:test';
 import { groupBlock, headBlock } from '../helpers/assemblyBlocks.js';
-import { decodePng } from '../helpers/png.js';
 import { sampleScene } from '../helpers/scenes.js';
-import { openBrowser, loadPage } from './browser.js';
-import { RESULTS, writePage } from './pages.js';
+import { openPage, screenshot, useBrowser } from './browser.js';
+import { writePage } from './pages.js';
 
-let browser;
-before(async () => { browser = await openBrowser(); });
-after(async () => { await browser?.close(); });
+const browser = useBrowser();
 
-// Pixels that differ from the background (read at the bottom left corner)
-// right of the panel and below the buttons.
-async function drawnPixels(page, name) {
-  const { width, height, rgba } = decodePng(await page.screenshot({ path: join(RESULTS, `${name}.png`) }));
-  const bg = rgba.subarray(4 * (height - 1) * width, 4 * (height - 1) * width + 3);
-  let count = 0;
-  for (let y = 70; y < height; y++) {
-    for (let i = y * width + 280; i < (y + 1) * width; i++) {
-      count += Math.abs(rgba[4 * i] - bg[0]) + Math.abs(rgba[4 * i + 1] - bg[1]) + Math.abs(rgba[4 * i + 2] - bg[2]) > 12;
-    }
-  }
-  return count;
-}
-
-async function openPanelPage(path) {
-  const result = await loadPage(browser.context, path);
-  assert.equal(result.error, null, `viewer stopped: ${result.error}`);
-  assert.deepEqual(result.consoleErrors, []);
-  return result;
-}
+// Pixels drawn right of the panel and below the buttons.
+const drawnPixels = async (page, name) => (await screenshot(page, name)).count(280, 70);
 
 // Names of the rows in the page, that is of the open part of the tree in sight.
 const rowNames = (page) => page.$$eval('#qx-parts .qx-row .qx-name', (names) => names.map((n) => n.textContent));
@@ -42,42 +21,45 @@ const drawnInstances = (page, keys) => page.evaluate((list) => {
   return list.filter((key) => parts.scene.objectsOf([key]).every((object) => object.visible));
 }, keys);
 
-const rowOf = (page, name) => page.locator('#qx-parts .qx-row', { has: page.locator('.qx-name', { hasText: new RegExp(`^${name}$`) }) });
+const rowOf = (page, name) => page.locator('#qx-parts .qx-row', {
+  has: page.locator('.qx-name', { hasText: new RegExp(`^${name}$`) }),
+});
 
 // Waits until the viewer has drawn what changed.
-const settled = (page) => page.waitForFunction(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(() => done(true)))));
+const settled = (page) => page.waitForFunction(() => new Promise((done) => {
+  requestAnimationFrame(() => requestAnimationFrame(() => done(true)));
+}));
 
 // The sample scene with a tree: cubes (instances 1-3), a quad (4) and points (5).
-function sampleTree() {
-  return [
-    [1, headBlock(10)],
-    [10, groupBlock({ name: 'sample', children: [11, 12, 13] })],
-    [11, groupBlock({ name: 'cubes', bodies: [1, 2, 3].map((instance) => ({ instance })) })],
-    [12, groupBlock({ name: 'quad', bodies: [{ instance: 4 }] })],
-    [13, groupBlock({ name: 'points', bodies: [{ instance: 5 }] })],
-  ];
-}
+const sampleTree = () => [
+  [1, headBlock(10)],
+  [10, groupBlock({ name: 'sample', children: [11, 12, 13] })],
+  [11, groupBlock({ name: 'cubes', bodies: [1, 2, 3].map((instance) => ({ instance })) })],
+  [12, groupBlock({ name: 'quad', bodies: [{ instance: 4 }] })],
+  [13, groupBlock({ name: 'points', bodies: [{ instance: 5 }] })],
+];
 
 test('the parts panel hides, frames and isolates the parts of a page', async () => {
-  const { page } = await openPanelPage(writePage('parts-sample', sampleScene({ keyed: sampleTree() })));
+  const { page } = await openPage(browser.context, writePage('parts-sample', sampleScene({ keyed: sampleTree() })));
+  const all = [1, 2, 3, 4, 5];
   assert.deepEqual(await rowNames(page), ['sample', 'cubes', 'quad', 'points']);
-  const all = await drawnPixels(page, 'parts-sample');
+  const pixels = await drawnPixels(page, 'parts-sample');
 
   await rowOf(page, 'cubes').locator('input').click();
   await settled(page);
-  assert.deepEqual(await drawnInstances(page, [1, 2, 3, 4, 5]), [4, 5]);
-  assert.ok(await drawnPixels(page, 'parts-sample-hidden') < all, 'hidden cubes leave background');
+  assert.deepEqual(await drawnInstances(page, all), [4, 5]);
+  assert.ok(await drawnPixels(page, 'parts-sample-hidden') < pixels, 'hidden cubes leave background');
   await rowOf(page, 'cubes').locator('input').click();
-  assert.deepEqual(await drawnInstances(page, [1, 2, 3, 4, 5]), [1, 2, 3, 4, 5]);
+  assert.deepEqual(await drawnInstances(page, all), all);
 
   // The quad stands at x = -3 and is lifted by its inclusion to z = 0.5.
   await rowOf(page, 'quad').locator('.qx-name').click();
   const target = await page.evaluate(() => window.qxViewer.target());
   assert.ok(Math.abs(target[0] + 3) < 1e-6 && Math.abs(target[2] - 0.5) < 1e-6, `framed around ${target}`);
   await page.click('#qx-parts-isolate');
-  assert.deepEqual(await drawnInstances(page, [1, 2, 3, 4, 5]), [4]);
+  assert.deepEqual(await drawnInstances(page, all), [4]);
   await page.click('#qx-parts-all');
-  assert.deepEqual(await drawnInstances(page, [1, 2, 3, 4, 5]), [1, 2, 3, 4, 5]);
+  assert.deepEqual(await drawnInstances(page, all), all);
 
   await page.click('#qx-parts-fold');
   assert.equal(await page.isVisible('#qx-parts-list'), false);
@@ -88,17 +70,19 @@ test('the parts panel hides, frames and isolates the parts of a page', async () 
 
 test('a malformed tree leaves the panel out and the model drawn', async () => {
   const tree = sampleTree().map(([key, bytes]) => [key, key === 11 ? bytes.subarray(0, 14) : bytes]);
-  const { page, consoleWarnings: warnings } = await openPanelPage(writePage('parts-malformed', sampleScene({ keyed: tree })));
+  const { page, consoleWarnings } = await openPage(browser.context,
+    writePage('parts-malformed', sampleScene({ keyed: tree })));
   await settled(page);
   assert.equal(await page.isVisible('#qx-parts'), false);
   assert.equal(await page.evaluate(() => window.qxViewer.parts), null);
-  assert.ok(warnings.some((w) => /No parts panel: .*node block 11/.test(w)), warnings.join('\n'));
+  assert.ok(consoleWarnings.some((w) => /No parts panel: .*node block 11/.test(w)), consoleWarnings.join('\n'));
   await page.close();
 });
 
-// 10,000 nodes: 100 groups of 99 leaves, the sample's instances on the first.
 test('a tree of ten thousand nodes puts only the rows in sight into the page', async () => {
-  const keyed = [[1, headBlock(10)], [10, groupBlock({ name: 'big', children: Array.from({ length: 100 }, (_, g) => 100 + g) })]];
+  // 100 groups of 99 leaves, the sample's instances on the first.
+  const groups = Array.from({ length: 100 }, (_, g) => 100 + g);
+  const keyed = [[1, headBlock(10)], [10, groupBlock({ name: 'big', children: groups })]];
   for (let g = 0; g < 100; g++) {
     const leaves = Array.from({ length: 99 }, (_, l) => 10000 + 100 * g + l);
     keyed.push([100 + g, groupBlock({ name: `group ${g}`, children: leaves })]);
@@ -106,7 +90,7 @@ test('a tree of ten thousand nodes puts only the rows in sight into the page', a
       name: `leaf ${g}.${l}`, bodies: g === 0 && l < 5 ? [{ instance: l + 1 }] : [],
     })]));
   }
-  const { page } = await openPanelPage(writePage('parts-large', sampleScene({ keyed })));
+  const { page } = await openPage(browser.context, writePage('parts-large', sampleScene({ keyed })));
   assert.equal(await page.evaluate(() => window.qxViewer.parts.state.nodes.length), 10001);
   // Open every group, then scroll to the end: the last leaf has a row.
   await page.evaluate(() => {
@@ -131,10 +115,10 @@ const branchOf = (page, name) => page.evaluate((n) => {
 // The sample assembly as `qx export --assembly-tree` writes it, from the
 // directory named in QX_VIEWER_PAGES: glTF nodes without names are called
 // after their place in the file, mesh nodes after their meshes.
-const exported = process.env.QX_VIEWER_PAGES && join(process.env.QX_VIEWER_PAGES, '2CylinderEngine-tree.html');
-const skip = exported && existsSync(exported) ? false : 'page not exported';
+const exported = join(process.env.QX_VIEWER_PAGES ?? '', '2CylinderEngine-tree.html');
+const skip = process.env.QX_VIEWER_PAGES && existsSync(exported) ? false : 'page not exported';
 test('the parts of an exported assembly carry the names of its file, hide and isolate', { skip }, async () => {
-  const { page } = await openPanelPage(exported);
+  const { page } = await openPage(browser.context, exported);
   const names = await page.evaluate(() => window.qxViewer.parts.state.nodes.map((node) => node.name));
   for (const part of ['Piston_123-844_0_Parts_1', 'Lifter_123-923_0_Parts_1', 'rod_123-699_0_Parts_1']) {
     assert.ok(names.some((name) => name.startsWith(part)), `no part named ${part}`);

@@ -1,7 +1,4 @@
 import { execFileSync } from 'node:child_process';
-import { mkdtempSync, rmSync, writeFileSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { join } from 'node:path';
 import { concat, f32, f64, padTo4, record, u32 } from './record.js';
 import { lz4Encode } from './lz4Encode.js';
 
@@ -14,10 +11,8 @@ export const FIRST_INCLUSION = MINUS(2);
 // Writes stream records byte for byte, for tests. Each method appends one
 // record (or block) and returns the writer.
 export class StreamWriter {
-  constructor() {
-    this.parts = [];
-    this.mark = 0; // parts before this one are closed blocks
-  }
+  parts = [];
+  mark = 0; // parts before this one are closed blocks
 
   bytes() { return concat(this.parts); }
 
@@ -27,22 +22,19 @@ export class StreamWriter {
   }
 
   head() { return this.add(record(u32(86, 72, 72, MINUS(2), 0))); }
-
   context(model) { return this.add(record(u32(78, model))); }
-
   end(status = 0) { return this.add(record(u32(84, status, 0, 0))); }
+  sceneRoot(model) { return this.add(record(u32(51, MINUS(2), model, 0, 3))); }
+  inclusion(id, model, matrix) { return this.add(record(u32(105, id, model, matrix))); }
+  event(subject, code, extra, words) { return this.add(record(u32(101, subject, words.length, code, extra, ...words))); }
+  bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
+  matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }
+  color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
+  materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
 
   text(value) {
     const bytes = new TextEncoder().encode(value + '\0');
     return this.add(concat([record(u32(85, bytes.length)), padTo4(bytes)]));
-  }
-
-  sceneRoot(model) { return this.add(record(u32(51, MINUS(2), model, 0, 3))); }
-
-  inclusion(id, model, matrix) { return this.add(record(u32(105, id, model, matrix))); }
-
-  event(subject, code, extra, words) {
-    return this.add(record(u32(101, subject, words.length, code, extra, ...words)));
   }
 
   // A view's camera looking from `position` at `target`, and its background colour.
@@ -51,13 +43,8 @@ export class StreamWriter {
     return this.add(record([...u32(80, key), ...f32(...background), ...u32(images.length, ...images)]));
   }
 
-  bounds(box, weight = 0) { return this.add(record([...u32(66), ...f32(...box), ...u32(weight)])); }
-
-  matrix(key, values) { return this.add(record([...u32(176, key), ...f64(...values)])); }
-
-  color(key, rgba) { return this.add(record([...u32(83, key), ...f32(...rgba)])); }
-
-  material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [], linePattern = NONE }) {
+  material(key, { color = [1, 1, 1, 1], mirror = -1, specular = -1, gloss = -1, environment = [], textures = [],
+    linePattern = NONE }) {
     return this.add(record([
       ...u32(165, key), ...f32(...color, mirror, specular, gloss),
       ...u32(environment.length, textures.length, linePattern, ...environment),
@@ -75,25 +62,31 @@ export class StreamWriter {
 
   // A poly polygon of rings, each a list of [x, y, z] points.
   polyPolygon(key, rings) {
-    return this.add(record([
-      ...u32(89, key, rings.length, rings.flat().length, ...rings.map((r) => r.length)), ...f32(...rings.flat(2)),
-    ]));
+    const counts = u32(key, rings.length, rings.flat().length, ...rings.map((r) => r.length));
+    return this.add(record([...u32(89), ...counts, ...f32(...rings.flat(2))]));
   }
 
   // A clip region of loops { polygons, matrix, cuts, window }.
   clipRegion(key, loops) {
-    const words = loops.flatMap((l) => [l.polygons.length, l.matrix ?? 0, (l.cuts ? 1 : 0) | (l.window ? 2 : 0), ...l.polygons]);
+    const words = loops.flatMap((l) => [
+      l.polygons.length, l.matrix ?? 0, (l.cuts ? 1 : 0) | (l.window ? 2 : 0), ...l.polygons,
+    ]);
     return this.add(record(u32(121, key, 16 + 4 * words.length, loops.length, ...words)));
   }
 
-  materialMap(key, materials) { return this.add(record(u32(65, key, 0, materials.length, ...materials))); }
-
-  meshDefinition(model, key, { duplicateOf = 0, duplicateMatrix = 0, materials = [0, 0, 0], maps = [0, 0, 0], bounds = [0, 0, 0, 1, 1, 1] } = {}) {
-    return this.add(record([...u32(77, model, key, duplicateOf, duplicateMatrix, ...materials, ...maps), ...f32(...bounds)]));
+  meshDefinition(model, key, {
+    duplicateOf = 0, duplicateMatrix = 0, materials = [0, 0, 0], maps = [0, 0, 0], bounds = [0, 0, 0, 1, 1, 1],
+  } = {}) {
+    const words = u32(77, model, key, duplicateOf, duplicateMatrix, ...materials, ...maps);
+    return this.add(record([...words, ...f32(...bounds)]));
   }
 
-  instance({ inclusion = FIRST_INCLUSION, key, mesh, matrix = 0, materials = [NONE, NONE, NONE], maps = [0, 0, 0], clip = 0, flags = 7 }) {
-    return this.add(record(u32(73, inclusion, key, 0, NONE, NONE, mesh, matrix, ...materials, ...maps, clip, flags, 0, 0)));
+  instance({
+    inclusion = FIRST_INCLUSION, key, mesh, matrix = 0, materials = [NONE, NONE, NONE], maps = [0, 0, 0], clip = 0,
+    flags = 7,
+  }) {
+    return this.add(record(u32(73, inclusion, key, 0, NONE, NONE, mesh, matrix, ...materials, ...maps, clip, flags,
+      0, 0)));
   }
 
   // A tree of nodes given as { items, children, bounds }, depth first.
@@ -104,21 +97,21 @@ export class StreamWriter {
   }
 
   indexedMesh(key, mesh) {
+    const classes = classesOf(mesh);
     const { flags, stride, vertexBytes } = packVertices(mesh, mesh.positions.map((_, i) => i));
-    const indices = [...mesh.faces.flat(), ...(mesh.lines ?? []).flat(), ...(mesh.points ?? []).flat()];
-    const indexFields = indices.map((i) => ['u16', i]);
-    if (indices.length % 2) indexFields.push(['u16', 0xFFFF]);
+    const indices = classes.flat(2).map((i) => ['u16', i]);
+    if (indices.length % 2) indices.push(['u16', 0xFFFF]);
     return this.add(concat([
-      record(u32(81, key, flags, vertexBytes.length / stride, ...classCounts(mesh), ...elementCounts(mesh))),
-      vertexBytes, record(indexFields), elementTable(mesh),
+      record(u32(81, key, flags, vertexBytes.length / stride, ...counts(classes))),
+      vertexBytes, record(indices), elementTable(classes),
     ]));
   }
 
   // The same mesh as an expanded head and chunks of at most `perChunk` vertices.
   expandedMesh(key, mesh, perChunk) {
-    const order = [...mesh.faces.flat(), ...(mesh.lines ?? []).flat(), ...(mesh.points ?? []).flat()];
-    const { flags, stride, vertexBytes } = packVertices(mesh, order);
-    this.add(concat([record(u32(82, key, flags, ...classCounts(mesh), ...elementCounts(mesh), 0, 0)), elementTable(mesh)]));
+    const classes = classesOf(mesh);
+    const { flags, stride, vertexBytes } = packVertices(mesh, classes.flat(2));
+    this.add(concat([record(u32(82, key, flags, ...counts(classes), 0, 0)), elementTable(classes)]));
     for (let p = 0; p < vertexBytes.length; p += perChunk * stride) {
       const chunk = vertexBytes.subarray(p, Math.min(vertexBytes.length, p + perChunk * stride));
       this.add(concat([record(u32(114, key, chunk.length)), chunk]));
@@ -158,7 +151,7 @@ export function keyedBlock(model, items, method = null) {
   return concat([record(u32(68, payload.length)), payload]);
 }
 
-// zstd frames come from the system's zstd program; null if it is missing.
+// zstd frames come from the system's zstd program; false if it is missing.
 export function zstdAvailable() {
   try {
     execFileSync('zstd', ['--version'], { stdio: 'ignore' });
@@ -168,33 +161,22 @@ export function zstdAvailable() {
   }
 }
 
-// Compressed from a file, so that the frame states its content size, as the
-// frames of the stream engine do.
-function zstdFrame(bytes) {
-  const dir = mkdtempSync(join(tmpdir(), 'qx-zstd-'));
-  try {
-    writeFileSync(join(dir, 'in'), bytes);
-    return new Uint8Array(execFileSync('zstd', ['-q', '-c', '-15', join(dir, 'in')]));
-  } finally {
-    rmSync(dir, { recursive: true, force: true });
-  }
-}
+// The frame states its content size, as the frames of the stream engine do.
+const zstdFrame = (bytes) => new Uint8Array(
+  execFileSync('zstd', ['-q', '-c', '-15', `--stream-size=${bytes.length}`], { input: bytes }));
 
-function classCounts(mesh) {
-  return [mesh.faces, mesh.lines ?? [], mesh.points ?? []].map((els) => els.flat().length);
-}
+const classesOf = (mesh) => [mesh.faces, mesh.lines ?? [], mesh.points ?? []];
 
-function elementCounts(mesh) {
-  return [mesh.faces, mesh.lines ?? [], mesh.points ?? []].map((els) => els.length);
-}
+// Indices, then elements, per class.
+const counts = (classes) => [...classes.map((c) => c.flat().length), ...classes.map((c) => c.length)];
 
-function elementTable(mesh) {
+function elementTable(classes) {
   const fields = [];
-  for (const els of [mesh.faces, mesh.lines ?? [], mesh.points ?? []]) {
+  for (const elements of classes) {
     let first = 0;
-    for (const el of els) {
-      fields.push(...u32(first, el.length, 0));
-      first += el.length;
+    for (const element of elements) {
+      fields.push(...u32(first, element.length, 0));
+      first += element.length;
     }
   }
   return record(fields);
@@ -203,14 +185,12 @@ function elementTable(mesh) {
 // Vertices in the given order; absent attributes take the -1.0 fill.
 function packVertices(mesh, order) {
   const { normals, uvs, colors } = mesh;
-  const classes = [mesh.faces, mesh.lines ?? [], mesh.points ?? []];
   let flags = 0;
-  classes.forEach((elements, c) => {
-    const shift = 4 * c;
+  classesOf(mesh).forEach((elements, c) => {
     if (!elements.length) return;
-    if (normals) flags |= 0x10000000 | (0x10 << shift);
-    if (uvs) flags |= 0x20000000 | (0x20 << shift);
-    if (colors) flags |= 0x40000000 | (0x40 << shift);
+    if (normals) flags |= 0x10000000 | (0x10 << (4 * c));
+    if (uvs) flags |= 0x20000000 | (0x20 << (4 * c));
+    if (colors) flags |= 0x40000000 | (0x40 << (4 * c));
   });
   if (colors?.some((c) => c && c[3] < 255)) flags |= 0x80000000;
   const fields = [];

@@ -38,6 +38,8 @@ export function sampleTreeBlocks() {
     [10, groupBlock({ id: 0, name: 'engine', children: [11, 12] })],
     [11, groupBlock({ id: 1, name: 'crank shaft', children: [13], bodies: [{ id: 5, instance: 100 }] })],
     [13, groupBlock({ id: 3, name: 'bolts', bodies: [{ id: 6, instance: 101 }, { id: 7, instance: 102 }] })],
-    [12, groupBlock({ id: 2, name: 'unnamed-0', bodies: [{ id: 8, instance: 103 }, { id: 9, name: 'pin', instance: 104 }] })],
+    [12, groupBlock({
+      id: 2, name: 'unnamed-0', bodies: [{ id: 8, instance: 103 }, { id: 9, name: 'pin', instance: 104 }],
+    })],
   ]);
 }

@@ -38,3 +38,6 @@ export function padTo4(bytes, fill = 0) {
   out.set(bytes);
   return out;
 }
+
+// A repeatable sequence of 32-bit numbers.
+export const randomFrom = (seed) => () => (seed = (seed * 1103515245 + 12345) >>> 0);

@@ -2,14 +2,14 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { readAssemblyTree, readNode } from '../../src/AssemblyTree.js';
 import { StreamError } from '../../src/ByteReader.js';
-import { SceneState } from '../../src/SceneState.js';
-import { StreamDecoder } from '../../src/StreamDecoder.js';
 import { PartsState } from '../../src/ui/PartsState.js';
 import { groupBlock, headBlock, sampleTreeBlocks } from '../helpers/assemblyBlocks.js';
-import { StreamWriter, keyedBlock } from '../helpers/StreamWriter.js';
+import { load } from '../helpers/load.js';
 import { concat, f64, record, u32 } from '../helpers/record.js';
+import { StreamWriter, keyedBlock } from '../helpers/StreamWriter.js';
 
-const summary = (nodes) => nodes.map(({ name, depth, parent, end, instances }) => [name, depth, parent, end, instances]);
+const summary = (nodes) => nodes.map((n) => [n.name, n.depth, n.parent, n.end, n.instances]);
+const bytes = (s) => ['bytes', Buffer.from(s)];
 
 test('a tree of parts reads as a depth-first list of named nodes with their instances', () => {
   assert.deepEqual(summary(readAssemblyTree(sampleTreeBlocks())), [
@@ -20,11 +20,19 @@ test('a tree of parts reads as a depth-first list of named nodes with their inst
     ['pin', 2, 3, 5, [104]],
   ]);
   // Without a head, keyed data 1 is the root node itself.
-  const bare = new Map([[1, groupBlock({ name: 'solo', children: [7] })], [7, groupBlock({ name: 'leaf', bodies: [{ instance: 3 }] })]]);
+  const bare = new Map([
+    [1, groupBlock({ name: 'solo', children: [7] })], [7, groupBlock({ name: 'leaf', bodies: [{ instance: 3 }] })],
+  ]);
   assert.deepEqual(summary(readAssemblyTree(bare)), [['solo', 0, -1, 2, []], ['leaf', 1, 0, 2, [3]]]);
   // No tree: no metadata, or the empty block of a model without one.
   assert.equal(readAssemblyTree(new Map()), null);
   assert.equal(readAssemblyTree(new Map([[1, new Uint8Array(0)]])), null);
+
+  // The tree as the stream brings it, one block of it compressed with LZ4.
+  const w = new StreamWriter().head().context(5);
+  w.keyed(5, [...sampleTreeBlocks()].filter(([key]) => key !== 13));
+  w.add(keyedBlock(5, [[13, sampleTreeBlocks().get(13)]], 0));
+  assert.equal(readAssemblyTree(load(w.bytes()).model(5).keyedData).length, 5);
 });
 
 test('the metadata version is checked, and items a node may carry are stepped over', () => {
@@ -40,15 +48,15 @@ test('the metadata version is checked, and items a node may carry are stepped ov
   const flags = 0x40000000 | (1 << 21) | 0x1 | 0x2 | 0x4 | 0x8 | 0x100 | (1 << 25) | (1 << 26) | (1 << 29)
     | (1 << 22) | 0x10 | 0x20 | 0x40;
   const node = readNode(record([
-    ...u32(flags, 0x8 | 0x10 | 0x20, 22, 1, 1), ['bytes', Buffer.from('n\0')], ...u32(9),
-    ...u32(42), ['bytes', Buffer.from('rich\0')], ['u8', 1], ...f64(0, 0, 0, 0, 0, 0), ...u32(8),
-    ['bytes', Buffer.from('t\0')], ...u32(1, 2), ['bytes', Buffer.from('u\0')],
-    ...u32(1, 5, 0, 3), ['bytes', Buffer.from([1, 2, 3])], ['u8', 7], ...u32(2, 30, 31), ...u32(0, 0, 0),
+    ...u32(flags, 0x8 | 0x10 | 0x20, 22, 1, 1), bytes('n\0'), ...u32(9),
+    ...u32(42), bytes('rich\0'), ['u8', 1], ...f64(0, 0, 0, 0, 0, 0), ...u32(8),
+    bytes('t\0'), ...u32(1, 2), bytes('u\0'),
+    ...u32(1, 5, 0, 3), bytes([1, 2, 3]), ['u8', 7], ...u32(2, 30, 31), ...u32(0, 0, 0),
     ...u32(0xDEAD), // behind what is read: ignored
   ]));
   assert.deepEqual([node.id, node.name, node.active, node.children], [42, 'rich', false, [30, 31]]);
   // A text that the end of the block cuts off loses its last byte.
-  assert.equal(readNode(record([...u32(0x2), ['bytes', Buffer.from('abc')]])).name, 'ab');
+  assert.equal(readNode(record([...u32(0x2), bytes('abc')])).name, 'ab');
 });
 
 test('malformed trees fail with a stream error, never another exception', () => {
@@ -71,23 +79,12 @@ test('malformed trees fail with a stream error, never another exception', () => 
   assert.throws(() => readNode(record(u32(0x10, 0x40000000, 1))), /counts 1073741824 items past its end/);
 });
 
-test('keyed data of the stream reaches the tree reader', () => {
-  const w = new StreamWriter();
-  const model = 5;
-  w.head().context(model);
-  w.keyed(model, [...sampleTreeBlocks()].filter(([key]) => key !== 13));
-  w.add(keyedBlock(model, [[13, sampleTreeBlocks().get(13)]], 0)); // LZ4
-  const state = new SceneState();
-  const decoder = new StreamDecoder(w.bytes());
-  for (let r; (r = decoder.next());) state.apply(r);
-  assert.equal(readAssemblyTree(state.model(model).keyedData).length, 5);
-});
-
-test('the panel state folds, hides and isolates branches', () => {
-  const parts = new PartsState(readAssemblyTree(sampleTreeBlocks()));
-  const visible = () => {
+test('the panel state folds, hides and isolates branches, and starts with inactive nodes hidden', () => {
+  const nodes = readAssemblyTree(sampleTreeBlocks());
+  const parts = new PartsState(nodes);
+  const visible = (state = parts) => {
     const out = [];
-    parts.forEachInstance((key, shown) => shown && out.push(key));
+    state.forEachInstance((key, shown) => shown && out.push(key));
     return out;
   };
   assert.deepEqual(parts.rows(), [0, 1, 3], 'the root is open');
@@ -117,12 +114,7 @@ test('the panel state folds, hides and isolates branches', () => {
   parts.setShown(0, false);
   parts.showAll();
   assert.deepEqual(visible(), [100, 101, 102, 103, 104]);
-});
 
-test('a node stored as inactive starts hidden', () => {
-  const nodes = readAssemblyTree(sampleTreeBlocks()).map((node, i) => ({ ...node, active: i !== 3 }));
-  const parts = new PartsState(nodes);
-  const visible = [];
-  parts.forEachInstance((key, shown) => shown && visible.push(key));
-  assert.deepEqual(visible, [100, 101, 102]);
+  const inactive = nodes.map((node, i) => ({ ...node, active: i !== 3 }));
+  assert.deepEqual(visible(new PartsState(inactive)), [100, 101, 102]);
 });

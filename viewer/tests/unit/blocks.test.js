@@ -1,31 +1,22 @@
 import assert from 'node:assert/strict';
-import { test } from 'node:test';
 import { execFileSync } from 'node:child_process';
+import { test } from 'node:test';
 import { inflateBlock } from '../../src/blocks.js';
 import { lz4Decompress } from '../../src/lz4.js';
 import { lz4Encode } from '../helpers/lz4Encode.js';
+import { randomFrom } from '../helpers/record.js';
 import { zBlock, zstdAvailable } from '../helpers/StreamWriter.js';
 
-function randomBytes(n, seed = 1) {
-  const out = new Uint8Array(n);
-  let x = seed;
-  for (let i = 0; i < n; i++) {
-    x = (x * 1103515245 + 12345) >>> 0;
-    out[i] = x >>> 24;
-  }
-  return out;
-}
-
 test('LZ4 blocks round-trip: long literals, long and overlapping matches', () => {
-  const inputs = [
+  const random = randomFrom(1);
+  for (const input of [
     new Uint8Array(0),
     Uint8Array.of(1, 2, 3),
-    randomBytes(300), // literal run past 15 + 255
+    Uint8Array.from({ length: 300 }, () => random() >>> 24), // literal run past 15 + 255
     new Uint8Array(5000).fill(7), // one overlapping match far past 15 + 255
     Uint8Array.from({ length: 70000 }, (_, i) => (i % 1000) & 0xFF), // offsets near the 16-bit limit
     new TextEncoder().encode('abcabcabcabc hello hello hello hello world'.repeat(40)),
-  ];
-  for (const input of inputs) {
+  ]) {
     assert.deepEqual(lz4Decompress(lz4Encode(input), input.length), input);
   }
 });
@@ -41,7 +32,8 @@ test('malformed LZ4 blocks are refused, not overrun', () => {
   assert.throws(() => lz4Decompress(Uint8Array.of(0xF0, 255), 400), /runs past/);
 });
 
-test('zstd blocks from the zstd program decode; damaged ones are refused', { skip: !zstdAvailable() && 'no zstd program' }, () => {
+const skip = !zstdAvailable() && 'no zstd program';
+test('zstd blocks decode to the size of their head; damaged ones are refused', { skip }, () => {
   const plain = Uint8Array.from({ length: 40000 }, (_, i) => (i * 7) % 251);
   const block = zBlock(plain, 1);
   const packed = block.subarray(16, 16 + new DataView(block.buffer).getUint32(8, true));

@@ -23,9 +23,7 @@ test('a fitted box fills the view across its narrower side, every corner inside'
     const reach = Math.max(...points.map((p) => Math.max(Math.abs(p.x), Math.abs(p.y))));
     assert.ok(Math.abs(reach - FILL) < 1e-6, `${bounds}: the box reaches ${reach} of the view`);
   }
-});
-
-test('a view along its up vector still gets a distance', () => {
+  // A view along its up vector still gets a distance.
   const d = fitDistance([-1, -1, -1, 1, 1, 1], new Vector3(), new Vector3(0, 1, 0), new Vector3(0, 1, 0), 45, 1, FILL);
   assert.ok(Number.isFinite(d) && d > 1);
 });
