@@ -53,11 +53,8 @@ TEST_P(PointCloudExport, PagePointsAreTheCloudsPointsWithTheirColors) {
   for (size_t i = 0; i < c.points; ++i) {
     points.push_back({float(i), float(i % 2), 0.5f * float(i)});
     colors.push_back({i % 3 == 0 ? 1.0f : 0.0f, i % 3 == 1 ? 1.0f : 0.0f, i % 3 == 2 ? 1.0f : 0.0f, 1.0f});
-    StreamVertex v{{points[i].x, points[i].y, points[i].z}, {0, 0, 0, 0}};
-    if (c.colored)
-      for (int k = 0; k < 3; ++k) v.color[k] = (&colors[i].red)[k] == 1.0f ? 255 : 0;
-    if (c.colored) v.color[3] = 255;
-    expected.push_back(v);
+    StreamVertex& v = expected.emplace_back(StreamVertex{{points[i].x, points[i].y, points[i].z}, {0, 0, 0, 0}});
+    if (c.colored) v.color[i % 3] = v.color[3] = 255;
   }
   ShellKey cloud = scene.root.InsertShell(points, {});
   if (c.colored) cloud.SetVertexRGBAColorsByRange(Shell::Component::Vertices, 0, colors);
@@ -78,63 +75,52 @@ INSTANTIATE_TEST_SUITE_P(Clouds, PointCloudExport,
                                          CloudCase{"ManyColored", 1000, true}),
                          [](auto const& info) { return std::string(info.param.name); });
 
-std::vector<uint8_t> MakeJpeg(uint32_t width, uint32_t height) {
+void AppendTo(void* context, void* data, int size) {
+  auto* out = static_cast<std::vector<uint8_t>*>(context);
+  out->insert(out->end(), static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + size);
+}
+
+// The main level (the image record that isn't a preview) of the export of
+// a square textured with `jpeg`, a JPEG file image made of the given size.
+ReadRecord ExportedJpegSquare(std::vector<uint8_t>& jpeg, uint32_t width, uint32_t height) {
   std::vector<uint8_t> pixels(size_t{width} * height * 3);
   for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = uint8_t((i / 3 % width) * 7 + (i / 3 / width) * 3 + i % 3);
-  std::vector<uint8_t> out;
-  stbi_write_jpg_to_func(
-      [](void* context, void* data, int size) {
-        auto* bytes = static_cast<uint8_t*>(data);
-        static_cast<std::vector<uint8_t>*>(context)->insert(static_cast<std::vector<uint8_t>*>(context)->end(),
-                                                            bytes, bytes + size);
-      },
-      &out, int(width), int(height), 3, pixels.data(), 85);
-  return out;
-}
-
-// A square textured with a JPEG file image of the given size.
-void InsertJpegSquare(SegmentKey const& root, std::vector<uint8_t> const& jpeg, uint32_t width, uint32_t height) {
+  stbi_write_jpg_to_func(AppendTo, &jpeg, int(width), int(height), 3, pixels.data(), 85);
+  Scene scene;
   ImageKit image;
   image.SetFormat(Image::Format::Jpeg).SetSize(width, height).SetData(jpeg);
-  root.DefineImage("photo", image);
-  root.DefineTexture("photo texture", "photo",
-                     TextureOptionsKit().SetParameterizationSource(Material::Texture::Parameterization::UV));
+  scene.root.DefineImage("photo", image);
+  scene.root.DefineTexture("photo texture", "photo",
+                           TextureOptionsKit().SetParameterizationSource(Material::Texture::Parameterization::UV));
   MaterialMappingKit mapping;
   mapping.SetFaceChannel(Material::Channel::DiffuseTexture, MaterialSetting::TextureName("photo texture"));
-  root.SetMaterialMapping(mapping);
-  ShellKey square = root.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {4, 0, 1, 2, 3});
+  scene.root.SetMaterialMapping(mapping);
+  ShellKey square = scene.root.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}, {4, 0, 1, 2, 3});
   square.SetVertexParametersByRange(0, 4, {0, 0, 1, 0, 1, 1, 0, 1}, 2);
-}
-
-// The main level of the image: the E record that isn't a preview.
-ReadRecord MainImageBlock(std::vector<ReadRecord> const& records) {
-  for (ReadRecord const& r : RecordsOf(records, Tag::Image))
+  for (ReadRecord const& r : RecordsOf(ExportRecords(scene.root), Tag::Image))
     if (!(r.Word(3) & 0x80000000u)) return r;
   ADD_FAILURE() << "no main image level";
   return {};
 }
 
-TEST(JpegTextureExport, JpegWithinTheSizeLimitGoesOutAsItsOwnBytes) {
-  Scene scene;
-  std::vector<uint8_t> const jpeg = MakeJpeg(300, 300);
-  InsertJpegSquare(scene.root, jpeg, 300, 300);
-  ReadRecord const main = MainImageBlock(ExportRecords(scene.root));
-  ASSERT_GE(main.bytes.size(), 28u);
-  EXPECT_EQ(main.Word(2), 4u);  // a file image sent unchanged
-  EXPECT_EQ(main.Word(4), jpeg.size());
-  EXPECT_EQ(main.Word(5), 1u);
-  ASSERT_EQ(main.Word(6), jpeg.size());
-  EXPECT_TRUE(std::equal(jpeg.begin(), jpeg.end(), main.bytes.begin() + 28));
-}
+// A JPEG within the size limit goes out as its own bytes; a larger one is
+// scaled down to the limit and sent as a PNG of RGB pixels.
+TEST(JpegTextureExport, SmallJpegGoesOutAsItIsAndALargeOneAsScaledPng) {
+  std::vector<uint8_t> jpeg;
+  ReadRecord const small = ExportedJpegSquare(jpeg, 300, 300);
+  ASSERT_GE(small.bytes.size(), 28u);
+  EXPECT_EQ(small.Word(2), 4u);  // a file image sent unchanged
+  EXPECT_EQ(small.Word(4), jpeg.size());
+  EXPECT_EQ(small.Word(5), 1u);
+  ASSERT_EQ(small.Word(6), jpeg.size());
+  EXPECT_TRUE(std::equal(jpeg.begin(), jpeg.end(), small.bytes.begin() + 28));
 
-TEST(JpegTextureExport, JpegAboveTheSizeLimitIsScaledAndSentAsPng) {
-  Scene scene;
-  InsertJpegSquare(scene.root, MakeJpeg(4096, 256), 4096, 256);
-  ReadRecord const main = MainImageBlock(ExportRecords(scene.root));
-  ASSERT_GE(main.bytes.size(), 28u + 24u);
-  EXPECT_EQ(main.Word(2), 5u);  // PNG
-  EXPECT_EQ(main.Word(3), 1u);  // of RGB pixels
-  uint8_t const* png = main.bytes.data() + 28;
+  std::vector<uint8_t> large_jpeg;
+  ReadRecord const large = ExportedJpegSquare(large_jpeg, 4096, 256);
+  ASSERT_GE(large.bytes.size(), 28u + 24u);
+  EXPECT_EQ(large.Word(2), 5u);  // PNG
+  EXPECT_EQ(large.Word(3), 1u);  // of RGB pixels
+  uint8_t const* png = large.bytes.data() + 28;
   auto big_endian = [](uint8_t const* p) { return uint32_t{p[0]} << 24 | p[1] << 16 | p[2] << 8 | p[3]; };
   EXPECT_EQ(big_endian(png + 16), 2048u);
   EXPECT_EQ(big_endian(png + 20), 128u);
