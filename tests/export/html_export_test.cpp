@@ -1,5 +1,5 @@
-// The page export: its failures, and scenes of shells and texts read back
-// from the page's stream.
+// The page export: its failures, and a scene of texts read back from the
+// page's stream.
 #include "export/HtmlExport.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +12,6 @@
 #include "scene/IncludeKey.h"
 #include "scene/MaterialMappingKit.h"
 #include "scene/MatrixKit.h"
-#include "scene/ShellKey.h"
 #include "scene/TextKit.h"
 #include "stream/StreamSummary.h"
 #include "tests/export/ExportedStream.h"
@@ -46,27 +45,6 @@ TEST(HtmlExport, FailuresNameTheirCauseAndCode) {
     }
     EXPECT_FALSE(std::filesystem::exists(output)) << c.what;
   }
-}
-
-// A cube shell reached through two includes: one mesh, placed twice.
-TEST(HtmlExport, SharedShellIsOneMeshWithTwoInstances) {
-  SegmentKey scene = Database::CreateRootSegment("scene");
-  SegmentKey part = Database::CreateRootSegment("part");
-  part.InsertShell({{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}},
-                   {4, 0, 3, 2, 1, 4, 4, 5, 6, 7, 4, 0, 1, 5, 4, 4, 1, 2, 6, 5, 4, 2, 3, 7, 6, 4, 3, 0, 4, 7});
-  scene.Subsegment("left").IncludeSegment(part);
-  scene.Subsegment("right").SetModellingMatrix(MatrixKit().Translate(3, 0, 0)).IncludeSegment(part);
-
-  QX::Store::StreamSummary const summary = QX::Store::SummarizeStream(qx_test::ExportStream(scene));
-  EXPECT_EQ(summary.error, "");
-  EXPECT_TRUE(summary.dangling.empty());
-  EXPECT_EQ(summary.instances, 2u);
-  EXPECT_EQ(summary.mesh_definitions, 1u);
-  EXPECT_EQ(summary.triangles, 12u);
-  ASSERT_TRUE(summary.bounds.has_value());
-  EXPECT_FLOAT_EQ(summary.bounds->max_x, 4.0f);
-  scene.Delete();
-  part.Delete();
 }
 
 // Texts in several fonts, styles and scripts, in a region, along a path and

@@ -34,31 +34,26 @@ inline std::string View(size_t offset, size_t length) {
   return "{\"buffer\":0,\"byteOffset\":" + std::to_string(offset) + ",\"byteLength\":" + std::to_string(length) + "}";
 }
 
-inline std::string Accessor(int view, int component, size_t count, char const* type, std::string const& extra = "") {
+inline std::string Accessor(int view, int component, size_t count, char const* type) {
   return "{\"bufferView\":" + std::to_string(view) + ",\"componentType\":" + std::to_string(component) +
-         ",\"count\":" + std::to_string(count) + ",\"type\":\"" + type + "\"" + extra + "}";
+         ",\"count\":" + std::to_string(count) + ",\"type\":\"" + type + "\"}";
 }
 
 }  // namespace detail
 
 inline void WriteGltf(std::filesystem::path const& path, GltfScene const& scene) {
   std::vector<uint8_t> buffer;
-  std::array<float, 3> low{1e30f, 1e30f, 1e30f}, high{-1e30f, -1e30f, -1e30f};
-  for (auto const& p : scene.positions)
-    for (int k = 0; k < 3; ++k) low[k] = std::min(low[k], p[k]), high[k] = std::max(high[k], p[k]);
   size_t const positions = detail::Append(buffer, scene.positions);
   size_t const indices = detail::Append(buffer, scene.indices);
   size_t const colors = detail::Append(buffer, scene.colors);
-  auto bounds = [](std::array<float, 3> const& v) {
+  auto vector = [](std::array<float, 3> const& v) {
     return "[" + std::to_string(v[0]) + "," + std::to_string(v[1]) + "," + std::to_string(v[2]) + "]";
   };
 
   std::string views = detail::View(positions, scene.positions.size() * 12) + "," +
                       detail::View(indices, scene.indices.size() * 2);
-  std::string accessors =
-      detail::Accessor(0, 5126, scene.positions.size(), "VEC3",
-                       ",\"min\":" + bounds(low) + ",\"max\":" + bounds(high)) +
-      "," + detail::Accessor(1, 5123, scene.indices.size(), "SCALAR");
+  std::string accessors = detail::Accessor(0, 5126, scene.positions.size(), "VEC3") + "," +
+                          detail::Accessor(1, 5123, scene.indices.size(), "SCALAR");
   std::string attributes = "\"POSITION\":0";
   if (!scene.colors.empty()) {
     views += "," + detail::View(colors, scene.colors.size() * 16);
@@ -69,7 +64,7 @@ inline void WriteGltf(std::filesystem::path const& path, GltfScene const& scene)
   for (size_t i = 0; i < scene.placements.size(); ++i) {
     auto const& t = scene.placements[i];
     if (i) nodes += ",", roots += ",";
-    nodes += "{\"name\":\"node " + std::to_string(i) + "\",\"mesh\":0,\"translation\":" + bounds(t) + "}";
+    nodes += "{\"name\":\"node " + std::to_string(i) + "\",\"mesh\":0,\"translation\":" + vector(t) + "}";
     roots += std::to_string(i);
   }
   std::string used;
