@@ -50,29 +50,6 @@ TEST_F(LiveServerTest, ServesThePageAtTheRootAndNothingElse) {
   EXPECT_EQ(Get(Port(), "/stream").first, 404u);  // only as a WebSocket
 }
 
-TEST_F(LiveServerTest, StreamBeginsWithItsHeadAndRunsToCompletionUnderAcks) {
-  StartServer();
-  TestClient client(Port());
-  std::optional<ReceivedFrame> first = client.Read();
-  ASSERT_TRUE(first && first->binary);
-  // The first frame may be a compressed chunk; its first record is the head.
-  Bytes stream(first->bytes.begin(), first->bytes.end());
-  auto const opening = QX::Store::test::ReadRecords(stream);
-  ASSERT_FALSE(opening.empty());
-  EXPECT_EQ(opening.front().tag, Tag::Head);
-  client.Ack();
-  ASSERT_TRUE(client.ReadUntilEnd(stream, 2)) << client.Error().message();
-  auto const records = QX::Store::test::ReadRecords(stream);
-  EXPECT_EQ(std::ranges::count(QX::Store::test::TagsOf(records), Tag::Head), 1);
-  EXPECT_EQ(std::ranges::count(QX::Store::test::TagsOf(records), Tag::Instance), 8);
-  std::vector<uint32_t> keys = MeshDataKeys(records);
-  std::sort(keys.begin(), keys.end());
-  std::vector<uint32_t> all = Model().near_meshes;
-  all.insert(all.end(), Model().far_meshes.begin(), Model().far_meshes.end());
-  std::sort(all.begin(), all.end());
-  EXPECT_EQ(keys, all);
-}
-
 TEST_F(LiveServerTest, UnacknowledgedBytesStopTheStreamAtTheWindow) {
   QX::Server::ServerLimits limits;
   limits.flow.window = 64 * 1024;
@@ -165,9 +142,9 @@ uint64_t PeakResidentKiB() {
   return 0;
 }
 
-// Twenty viewers at once, each streaming the model to completion: each gets
-// exactly what a stand-alone stream of the model holds, and the server's
-// memory stays bounded.
+// Twenty viewers at once, each streaming the model to completion under
+// acks: each gets one head first and then exactly what a stand-alone stream
+// of the model holds, and the server's memory stays bounded.
 TEST_F(LiveServerTest, TwentyViewersEachGetTheWholeModel) {
   constexpr int kViewers = 20;
   // Peak resident memory that the streams may add, sanitizers included: each
@@ -198,6 +175,9 @@ TEST_F(LiveServerTest, TwentyViewersEachGetTheWholeModel) {
   for (int i = 0; i < kViewers; ++i) {
     ASSERT_TRUE(finished[i]) << "viewer " << i;
     EXPECT_EQ(ContentRecords(streams[i]), expected) << "viewer " << i;
+    auto const tags = QX::Store::test::TagsOf(QX::Store::test::ReadRecords(streams[i]));
+    EXPECT_EQ(tags.front(), Tag::Head) << "viewer " << i;
+    EXPECT_EQ(std::ranges::count(tags, Tag::Head), 1) << "viewer " << i;
   }
 }
 
