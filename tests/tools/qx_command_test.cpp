@@ -58,7 +58,7 @@ class Exported {
 
 struct Sample {
   char const* model;
-  char const* says;  // the counts of its stream
+  char const* says;  // the counts of its stream, as `qx inspect` gives them
 };
 
 class QxSample : public testing::TestWithParam<Sample> {
@@ -98,16 +98,19 @@ INSTANTIATE_TEST_SUITE_P(
     // a DXF drawing and a deep tree of nodes.
     testing::Values(
         Sample{"Duck/Duck.glb", "instances 1, meshes 1 (records 1, triangles 4212), images 2"},
-        Sample{"2CylinderEngine/2CylinderEngine.glb", "instances 115, meshes 34 (records 34, triangles 75730)"},
+        Sample{"2CylinderEngine/2CylinderEngine.glb",
+               "instances 115, meshes 34 (records 34, triangles 75730), images 0"},
         Sample{"CesiumMilkTruck/CesiumMilkTruck.glb", "instances 5, meshes 4 (records 4, triangles 2856), images 2"},
-        Sample{"MeshPrimitiveModes/MeshPrimitiveModes.gltf", "instances 7, meshes 7 (records 7, triangles 16)"},
+        Sample{"MeshPrimitiveModes/MeshPrimitiveModes.gltf",
+               "instances 7, meshes 7 (records 7, triangles 16), images 0"},
         Sample{"spider_obj/spider.obj", "instances 19, meshes 19 (records 19, triangles 1368), images 7"},
-        Sample{"stanford_bunny_ply/bun_zipper.ply", "instances 1, meshes 1 (records 1, triangles 69451)"},
-        Sample{"pond_pointcloud_ply/pond.0.ply", "instances 1, meshes 1 (records 1, triangles 0)"},
-        Sample{"chute_holder_dxf/ChuteHolderPrint.DXF", "instances 1, meshes 1 (records 1, triangles 0)"},
-        Sample{"tray_bottom_stl/1002_tray_bottom.STL", "instances 1, meshes 1 (records 1, triangles 4520)"},
+        Sample{"stanford_bunny_ply/bun_zipper.ply", "instances 1, meshes 1 (records 1, triangles 69451), images 0"},
+        Sample{"pond_pointcloud_ply/pond.0.ply", "instances 1, meshes 1 (records 1, triangles 0), images 0"},
+        Sample{"chute_holder_dxf/ChuteHolderPrint.DXF", "instances 1, meshes 1 (records 1, triangles 0), images 0"},
+        Sample{"tray_bottom_stl/1002_tray_bottom.STL", "instances 1, meshes 1 (records 1, triangles 4520), images 0"},
         // A deep node tree placing one mesh 84 times.
-        Sample{"RecursiveSkeletons/RecursiveSkeletons.glb", "instances 84, meshes 1 (records 1, triangles 76)"}),
+        Sample{"RecursiveSkeletons/RecursiveSkeletons.glb",
+               "instances 84, meshes 1 (records 1, triangles 76), images 0"}),
     [](auto const& info) {
       std::string name = fs::path(info.param.model).parent_path().string();
       for (char& c : name)

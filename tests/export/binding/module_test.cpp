@@ -80,7 +80,6 @@ TEST_F(Module, ExportsExactlyTheBindingAndTheEntryPoints) {
   EXPECT_EQ(DefinedDynamicSymbols(QX_MODULE), kExported);
   EXPECT_TRUE(Find<bool (*)()>("Init")());
   Find<void (*)()>("Cleanup")();
-  EXPECT_EQ(Find<int (*)()>("Pinioner")(), 0);
   void* file = Find<void* (*)()>("CSharp_KZV_HTML_File_File")();
   void* html = Find<void* (*)()>("CSharp_KZV_HTML_HTML")();
   EXPECT_NE(file, nullptr);
