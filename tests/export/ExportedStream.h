@@ -34,17 +34,15 @@ inline std::vector<ReadRecord> ExportRecords(KZV::SegmentKey const& root) {
   return QX::Store::test::ReadRecords(ExportStream(root));
 }
 
-inline std::vector<ReadRecord> RecordsOf(std::vector<ReadRecord> const& records, uint32_t tag) {
-  std::vector<ReadRecord> out;
-  for (ReadRecord const& r : records)
-    if (r.tag == tag) out.push_back(r);
-  return out;
+inline std::vector<ReadRecord> RecordsOf(std::vector<ReadRecord> records, uint32_t tag) {
+  std::erase_if(records, [tag](ReadRecord const& r) { return r.tag != tag; });
+  return records;
 }
 
 // One vertex of an indexed mesh record as a viewer sees it.
 struct StreamVertex {
   float position[3];
-  uint8_t color[4];  // 0xBF800000 (-1.0) where the vertex has none
+  uint8_t color[4];  // 0 where the vertex has none
   auto operator<=>(StreamVertex const&) const = default;
 };
 
@@ -58,14 +56,10 @@ inline std::vector<StreamVertex> PointVertices(ReadRecord const& q) {
   uint8_t const* const indices = vertices + q.Word(3) * stride;
   std::vector<StreamVertex> out;
   for (uint32_t i = faces + lines; i < faces + lines + points; ++i) {
-    uint16_t index = 0;
-    std::memcpy(&index, indices + 2 * i, 2);
-    uint8_t const* v = vertices + size_t{index} * stride;
-    StreamVertex vertex{};
+    uint8_t const* v = vertices + size_t{QX::Store::GetU16(indices + 2 * i)} * stride;
+    StreamVertex& vertex = out.emplace_back();
     std::memcpy(vertex.position, v, 12);
     if (flags & 0x40000000) std::memcpy(vertex.color, v + stride - 4, 4);
-    else std::memset(vertex.color, 0, 4);
-    out.push_back(vertex);
   }
   return out;
 }

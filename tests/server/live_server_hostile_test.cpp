@@ -33,16 +33,13 @@ bool ClosedByServer(TestClient& client) {
   return client.Error() != net::error::timed_out;
 }
 
-struct BadMessage {
-  char const* text;
-  char const* error;  // a part of the error message
-};
-
-TEST_F(LiveServerTest, BadMessagesGetAnErrorFrameAndTheConnectionGoesOn) {
-  QX::Server::ServerLimits limits;
-  limits.max_errors = 20;
-  StartServer(limits);
-  BadMessage const cases[] = {
+// Each bad message gets an error frame and the connection goes on, until
+// the limit of errors closes it.
+TEST_F(LiveServerTest, BadMessagesGetAnErrorFrameUntilTooMany) {
+  struct {
+    char const* text;
+    char const* error;  // a part of the error message
+  } const cases[] = {
       {"{\"type\":\"camera\"", "bad JSON at byte 16"},
       {"[1,2,3]", "must be a JSON object"},
       {"{\"type\":\"teleport\"}", "unknown message type \"teleport\""},
@@ -53,24 +50,20 @@ TEST_F(LiveServerTest, BadMessagesGetAnErrorFrameAndTheConnectionGoesOn) {
        "\"direction\":[0,0,0]}", "\"direction\" must not be zero"},
       {"{\"a\":[[[[[[[[[[[[1]]]]]]]]]]]]}", "nested deeper"},
   };
+  QX::Server::ServerLimits limits;
+  limits.max_errors = std::size(cases) + 1;
+  StartServer(limits);
   TestClient client(Port());
-  for (BadMessage const& bad : cases) {
+  for (auto const& bad : cases) {
     client.Send(bad.text);
     std::optional<std::string> const error = NextError(client);
     ASSERT_TRUE(error) << bad.text;
     EXPECT_NE(error->find(bad.error), std::string::npos) << *error;
   }
-  client.Send(R"({"type":"request","kind":"MESH_IDS","request_id":9,"ids":[]})");
+  client.Send(R"({"type":"request","kind":"MESH_IDS","request_id":9,"ids":[[4294967293,1]]})");
   Bytes stream;
   EXPECT_TRUE(client.ReadUntilEnd(stream, 0, 9)) << "a good message after the bad ones is served";
-}
-
-TEST_F(LiveServerTest, TooManyBadMessagesCloseTheConnection) {
-  QX::Server::ServerLimits limits;
-  limits.max_errors = 3;
-  StartServer(limits);
-  TestClient client(Port());
-  for (int i = 0; i < 3; ++i) client.TrySend("nonsense");
+  client.TrySend("nonsense");
   EXPECT_TRUE(ClosedByServer(client));
 }
 
@@ -108,8 +101,7 @@ TEST_F(LiveServerTest, FloodOfCamerasIsTakenAsTheLastOne) {
 }
 
 TEST_F(LiveServerTest, FloodOfRequestsIsRefusedOnceTheQueueIsFull) {
-  QX::Server::ServerLimits limits;
-  limits.flow.window = 16 * 1024;  // the server stops streaming at once
+  QX::Server::ServerLimits limits = OnePassWindow();
   limits.flow.max_waiting = 8;
   StartServer(limits, 1);
   TestClient client(Port());
@@ -127,9 +119,7 @@ TEST_F(LiveServerTest, ClientThatNeverReadsDoesNotHoldUpOthers) {
   idle.Send(CameraAt(0, 0, 1000));
   TestClient busy(Port());
   Bytes stream;
-  auto const start = std::chrono::steady_clock::now();
   ASSERT_TRUE(busy.ReadUntilEnd(stream, 2));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
   EXPECT_EQ(server_->Connections(), 2u);
 }
 

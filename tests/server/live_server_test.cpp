@@ -1,11 +1,15 @@
 // The live protocol over a loopback port: the page, the stream's first
-// frames, flow control, the camera's effect on what comes next, requests by
-// id and selections.
+// frames, flow control, the camera's effect on what comes next, selections,
+// and many viewers at once.
 #include <boost/beast/http.hpp>
 
 #include <algorithm>
+#include <fstream>
 #include <set>
+#include <thread>
 
+#include "store/Cache.h"
+#include "store/Model.h"
 #include "stream/WireTags.h"
 #include "tests/server/LiveServerFixture.h"
 
@@ -46,29 +50,6 @@ TEST_F(LiveServerTest, ServesThePageAtTheRootAndNothingElse) {
   EXPECT_EQ(Get(Port(), "/stream").first, 404u);  // only as a WebSocket
 }
 
-TEST_F(LiveServerTest, StreamBeginsWithItsHeadAndRunsToCompletionUnderAcks) {
-  StartServer();
-  TestClient client(Port());
-  std::optional<ReceivedFrame> first = client.Read();
-  ASSERT_TRUE(first && first->binary);
-  // The first frame may be a compressed chunk; its first record is the head.
-  Bytes stream(first->bytes.begin(), first->bytes.end());
-  auto const opening = QX::Store::test::ReadRecords(stream);
-  ASSERT_FALSE(opening.empty());
-  EXPECT_EQ(opening.front().tag, Tag::Head);
-  client.Ack();
-  ASSERT_TRUE(client.ReadUntilEnd(stream, 2)) << client.Error().message();
-  auto const records = QX::Store::test::ReadRecords(stream);
-  EXPECT_EQ(std::count_if(records.begin(), records.end(), [](auto const& r) { return r.tag == Tag::Head; }), 1);
-  EXPECT_EQ(std::count_if(records.begin(), records.end(), [](auto const& r) { return r.tag == Tag::Instance; }), 8);
-  std::vector<uint32_t> keys = MeshDataKeys(records);
-  std::sort(keys.begin(), keys.end());
-  std::vector<uint32_t> all = Model().near_meshes;
-  all.insert(all.end(), Model().far_meshes.begin(), Model().far_meshes.end());
-  std::sort(all.begin(), all.end());
-  EXPECT_EQ(keys, all);
-}
-
 TEST_F(LiveServerTest, UnacknowledgedBytesStopTheStreamAtTheWindow) {
   QX::Server::ServerLimits limits;
   limits.flow.window = 64 * 1024;
@@ -86,9 +67,7 @@ TEST_F(LiveServerTest, UnacknowledgedBytesStopTheStreamAtTheWindow) {
 }
 
 TEST_F(LiveServerTest, CameraTurnedToTheFarClusterBringsItsMeshesNext) {
-  QX::Server::ServerLimits limits;
-  limits.flow.window = 16 * 1024;  // one pass, then nothing until acked
-  StartServer(limits);
+  StartServer(OnePassWindow());
   TestClient client(Port());
   client.Send(CameraAt(150, 100, 2000));  // the near cluster
   Bytes stream;
@@ -106,20 +85,10 @@ TEST_F(LiveServerTest, CameraTurnedToTheFarClusterBringsItsMeshesNext) {
   for (uint32_t key : next) EXPECT_TRUE(std::ranges::count(Model().far_meshes, key)) << "mesh " << key;
 }
 
-TEST_F(LiveServerTest, RequestByIdIsAnsweredWithItsPassEnd) {
-  StartServer();
-  TestClient client(Port());
-  client.Send(R"({"type":"request","kind":"MESH_IDS","request_id":77,"ids":[[4294967293,1]]})");
-  Bytes stream;
-  ASSERT_TRUE(client.ReadUntilEnd(stream, 0, 77)) << client.Error().message();
-}
-
 TEST_F(LiveServerTest, RaySelectionNamesThePartUnderIt) {
   // The engine answers for what the viewer doesn't hold yet: the first pass
   // brings only the near cluster, and the ray aims at the far one.
-  QX::Server::ServerLimits limits;
-  limits.flow.window = 16 * 1024;
-  StartServer(limits);
+  StartServer(OnePassWindow());
   TestClient client(Port());
   client.Send(CameraAt(150, 100, 2000));
   Bytes shown;
@@ -142,6 +111,73 @@ TEST_F(LiveServerTest, RaySelectionNamesThePartUnderIt) {
       EXPECT_EQ(QX::Store::GetU32(r.bytes, 20), Model().far_instances[0]);
       return;
     }
+  }
+}
+
+// The records that carry the model's content, which a live stream and a
+// stand-alone one must both hold exactly once; the set-up records, texts,
+// previews and pass ends differ between the two by design.
+std::multiset<Bytes> ContentRecords(Bytes const& stream) {
+  static std::set<uint32_t> const content = {Tag::Instance, Tag::MeshDef, Tag::SmallMesh, Tag::LargeMesh,
+                                             Tag::MeshChunk, Tag::Material, Tag::Matrix, Tag::Image,
+                                             Tag::Group, Tag::FullMaterial, Tag::KeyedData};
+  std::multiset<Bytes> records;
+  for (auto const& r : QX::Store::test::ReadRecords(stream))
+    if (content.contains(r.tag)) records.insert(r.bytes);
+  return records;
+}
+
+Bytes StandAloneStream(std::string const& model_path, std::filesystem::path const& file) {
+  QX::Store::Cache cache = QX::Store::Cache::Open(nullptr);
+  cache.OpenModel(model_path.c_str(), true).GenerateStreamFile(file.string().c_str());
+  std::string const bytes = qx_test::ReadText(file);
+  return Bytes(bytes.begin(), bytes.end());
+}
+
+uint64_t PeakResidentKiB() {
+  std::ifstream status("/proc/self/status");
+  std::string line;
+  while (std::getline(status, line))
+    if (line.starts_with("VmHWM:")) return std::stoull(line.substr(6));
+  return 0;
+}
+
+// Twenty viewers at once, each streaming the model to completion under
+// acks: each gets one head first and then exactly what a stand-alone stream
+// of the model holds, and the server's memory stays bounded.
+TEST_F(LiveServerTest, TwentyViewersEachGetTheWholeModel) {
+  constexpr int kViewers = 20;
+  // Peak resident memory that the streams may add, sanitizers included: each
+  // viewer's queue is held to twice the flow window, and each stream state's
+  // memory is of the order of the model's stream data (some 3 MB).
+  constexpr uint64_t kMemoryBoundMiB = 768;
+  qx_test::TempDir scratch;
+  std::multiset<Bytes> const expected = ContentRecords(StandAloneStream(Model().path, scratch / "model.qxs"));
+  ASSERT_FALSE(expected.empty());
+  StartServer();
+  uint64_t const before = PeakResidentKiB();
+
+  std::vector<Bytes> streams(kViewers);
+  std::vector<char> finished(kViewers, 0);  // not vector<bool>: each thread writes its own
+  std::vector<std::thread> viewers;
+  for (int i = 0; i < kViewers; ++i) {
+    viewers.emplace_back([&, i] {
+      TestClient client(Port());
+      // Each looks at its own place, so that the orders differ.
+      client.Send(CameraAt(i % 2 ? kFarX : 0.0, 50.0 * i, 500.0 + 100 * i));
+      finished[i] = client.ReadUntilEnd(streams[i], 2);
+    });
+  }
+  for (std::thread& viewer : viewers) viewer.join();
+
+  uint64_t const grown_mib = (PeakResidentKiB() - before) >> 10;
+  EXPECT_LT(grown_mib, kMemoryBoundMiB);
+  for (int i = 0; i < kViewers; ++i) {
+    ASSERT_TRUE(finished[i]) << "viewer " << i;
+    EXPECT_EQ(ContentRecords(streams[i]), expected) << "viewer " << i;
+    auto const tags = QX::Store::test::TagsOf(QX::Store::test::ReadRecords(streams[i]));
+    EXPECT_EQ(tags.front(), Tag::Head) << "viewer " << i;
+    EXPECT_EQ(std::ranges::count(tags, Tag::Head), 1) << "viewer " << i;
   }
 }
 

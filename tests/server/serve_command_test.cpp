@@ -9,32 +9,15 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <string>
 
 #include "tests/support/TempDir.h"
+#include "tests/tools/QxRun.h"
 
 namespace {
 
 using namespace std::chrono_literals;
-
-struct CommandResult {
-  int code;
-  std::string output;
-};
-
-CommandResult RunCommand(std::string const& command) {
-  FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-  if (!pipe) return {-1, "popen failed"};
-  CommandResult run{0, {}};
-  char buffer[4096];
-  while (size_t n = fread(buffer, 1, sizeof buffer, pipe)) run.output.append(buffer, n);
-  int const status = pclose(pipe);
-  run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-CommandResult Serve(std::string const& arguments) { return RunCommand(std::string("'") + QX_TOOL + "' serve " + arguments); }
+using qx_tool_test::Quoted;
 
 TEST(ServeCommand, RefusesWhatItCannotServe) {
   qx_test::TempDir dir;
@@ -51,16 +34,16 @@ TEST(ServeCommand, RefusesWhatItCannotServe) {
     std::string says;
   } const cases[] = {
       {"", 1, "give the 3D file or model to serve"},
-      {"--demo '" + (dir / "broken.glb").string() + "'", 1, "--demo takes no input file"},
-      {"'" + (dir / "missing.glb").string() + "'", 1, "no such file or directory"},
-      {"'" + (dir / "empty").string() + "'", 1, "is a directory but not a model"},
-      {"'" + (dir / "broken.glb").string() + "'", 1, "qx serve: "},
-      {"--demo --template '" + (dir / "plain.html").string() + "'", 2, "has no <!-- QX_MODEL_DATA --> marker"},
+      {"--demo " + Quoted(dir / "broken.glb"), 1, "--demo takes no input file"},
+      {Quoted(dir / "missing.glb"), 1, "no such file or directory"},
+      {Quoted(dir / "empty"), 1, "is a directory but not a model"},
+      {Quoted(dir / "broken.glb"), 1, "qx serve: "},
+      {"--demo --template " + Quoted(dir / "plain.html"), 2, "has no <!-- QX_MODEL_DATA --> marker"},
       {"--demo --host nowhere", 3, "not an IP address: nowhere"},
       {"--demo --port " + port, 3, "cannot listen on 127.0.0.1:" + port},
   };
   for (Case const& c : cases) {
-    CommandResult const run = Serve(c.arguments);
+    qx_tool_test::QxRun const run = qx_tool_test::Qx("serve " + c.arguments);
     EXPECT_EQ(run.code, c.code) << c.arguments << "\n" << run.output;
     EXPECT_NE(run.output.find(c.says), std::string::npos) << c.arguments << "\n" << run.output;
   }

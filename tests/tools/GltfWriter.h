@@ -19,71 +19,44 @@ struct GltfScene {
   std::vector<std::string> extensions;           // names of the extensions used
 };
 
-namespace detail {
-
-template <class T>
-size_t Append(std::vector<uint8_t>& buffer, std::vector<T> const& values) {
-  size_t const offset = buffer.size();
-  buffer.resize(offset + values.size() * sizeof(T));
-  if (!values.empty()) std::memcpy(buffer.data() + offset, values.data(), values.size() * sizeof(T));
-  buffer.resize((buffer.size() + 3) / 4 * 4);
-  return offset;
-}
-
-inline std::string View(size_t offset, size_t length) {
-  return "{\"buffer\":0,\"byteOffset\":" + std::to_string(offset) + ",\"byteLength\":" + std::to_string(length) + "}";
-}
-
-inline std::string Accessor(int view, int component, size_t count, char const* type, std::string const& extra = "") {
-  return "{\"bufferView\":" + std::to_string(view) + ",\"componentType\":" + std::to_string(component) +
-         ",\"count\":" + std::to_string(count) + ",\"type\":\"" + type + "\"" + extra + "}";
-}
-
-}  // namespace detail
-
 inline void WriteGltf(std::filesystem::path const& path, GltfScene const& scene) {
   std::vector<uint8_t> buffer;
-  std::array<float, 3> low{1e30f, 1e30f, 1e30f}, high{-1e30f, -1e30f, -1e30f};
-  for (auto const& p : scene.positions)
-    for (int k = 0; k < 3; ++k) low[k] = std::min(low[k], p[k]), high[k] = std::max(high[k], p[k]);
-  size_t const positions = detail::Append(buffer, scene.positions);
-  size_t const indices = detail::Append(buffer, scene.indices);
-  size_t const colors = detail::Append(buffer, scene.colors);
-  auto bounds = [](std::array<float, 3> const& v) {
-    return "[" + std::to_string(v[0]) + "," + std::to_string(v[1]) + "," + std::to_string(v[2]) + "]";
+  std::string views, accessors;
+  int count = 0;
+  // Appends `values` to the buffer, each a glTF `type` of `component`s, as
+  // a view and an accessor of their own.
+  auto add = [&](auto const& values, int component, char const* type) {
+    size_t const offset = buffer.size(), length = values.size() * sizeof(values[0]);
+    buffer.resize((offset + length + 3) / 4 * 4);
+    if (length) std::memcpy(buffer.data() + offset, values.data(), length);
+    std::string const n = std::to_string(count++), separator = n == "0" ? "" : ",";
+    views += separator + "{\"buffer\":0,\"byteOffset\":" + std::to_string(offset) +
+             ",\"byteLength\":" + std::to_string(length) + "}";
+    accessors += separator + "{\"bufferView\":" + n + ",\"componentType\":" + std::to_string(component) +
+                 ",\"count\":" + std::to_string(values.size()) + ",\"type\":\"" + type + "\"}";
   };
+  add(scene.positions, 5126, "VEC3");
+  add(scene.indices, 5123, "SCALAR");
+  if (!scene.colors.empty()) add(scene.colors, 5126, "VEC4");
 
-  std::string views = detail::View(positions, scene.positions.size() * 12) + "," +
-                      detail::View(indices, scene.indices.size() * 2);
-  std::string accessors =
-      detail::Accessor(0, 5126, scene.positions.size(), "VEC3",
-                       ",\"min\":" + bounds(low) + ",\"max\":" + bounds(high)) +
-      "," + detail::Accessor(1, 5123, scene.indices.size(), "SCALAR");
-  std::string attributes = "\"POSITION\":0";
-  if (!scene.colors.empty()) {
-    views += "," + detail::View(colors, scene.colors.size() * 16);
-    accessors += "," + detail::Accessor(2, 5126, scene.colors.size(), "VEC4");
-    attributes += ",\"COLOR_0\":2";
-  }
-  std::string nodes, roots;
+  std::string nodes, roots, used;
   for (size_t i = 0; i < scene.placements.size(); ++i) {
     auto const& t = scene.placements[i];
-    if (i) nodes += ",", roots += ",";
-    nodes += "{\"name\":\"node " + std::to_string(i) + "\",\"mesh\":0,\"translation\":" + bounds(t) + "}";
-    roots += std::to_string(i);
+    nodes += std::string(i ? "," : "") + "{\"name\":\"node " + std::to_string(i) + "\",\"mesh\":0,\"translation\":[" +
+             std::to_string(t[0]) + "," + std::to_string(t[1]) + "," + std::to_string(t[2]) + "]}";
+    roots += (i ? "," : "") + std::to_string(i);
   }
-  std::string used;
   for (auto const& name : scene.extensions) used += (used.empty() ? "\"" : ",\"") + name + "\"";
   std::string const bin = path.stem().string() + ".bin";
   std::ofstream(path.parent_path() / bin, std::ios::binary)
       .write(reinterpret_cast<char const*>(buffer.data()), std::streamsize(buffer.size()));
   std::ofstream(path) << "{\"asset\":{\"version\":\"2.0\"},\"extensionsUsed\":[" << used
-                      << "],\"scene\":0,\"scenes\":[{\"nodes\":[" << roots
-                      << "]}],\"nodes\":[" << nodes << "],\"meshes\":[{\"primitives\":[{\"attributes\":{"
-                      << attributes << "},\"indices\":1,\"material\":0}]}],\"materials\":["
-                      << (scene.material.empty() ? "{}" : scene.material) << "],\"accessors\":[" << accessors
-                      << "],\"bufferViews\":[" << views << "],\"buffers\":[{\"uri\":\"" << bin
-                      << "\",\"byteLength\":" << buffer.size() << "}]}";
+                      << "],\"scene\":0,\"scenes\":[{\"nodes\":[" << roots << "]}],\"nodes\":[" << nodes
+                      << "],\"meshes\":[{\"primitives\":[{\"attributes\":{\"POSITION\":0"
+                      << (scene.colors.empty() ? "" : ",\"COLOR_0\":2") << "},\"indices\":1,\"material\":0}]}],"
+                      << "\"materials\":[" << (scene.material.empty() ? "{}" : scene.material)
+                      << "],\"accessors\":[" << accessors << "],\"bufferViews\":[" << views
+                      << "],\"buffers\":[{\"uri\":\"" << bin << "\",\"byteLength\":" << buffer.size() << "}]}";
 }
 
 }  // namespace qx_test

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,9 +14,6 @@
 #include "geometry/mesh/StoredMesh.h"
 #include "scene/KeyPath.h"
 #include "scene/MaterialMappingKit.h"
-#include "scene/SearchResults.h"
-#include "scene/ShellKey.h"
-#include "scene/TypeCodes.h"
 #include "store/Cache.h"
 #include "store/Instance.h"
 #include "store/Logger.h"
@@ -51,15 +49,15 @@ class ImportedModel {
   }
 
   QX::Store::ModelImpl& Impl() { return model_.Impl(); }
+  KZV::SegmentKey const& Root() const { return scene_.root; }
 
-  std::vector<StoredMesh> Meshes() {
-    std::vector<StoredMesh> out;
-    for (auto const& record : Impl().mesh_records) {
-      if (record.key == 0) continue;  // the model's own empty mesh
-      StoredMesh& mesh = out.emplace_back();
-      EXPECT_TRUE(QX::Store::ReadStoredMesh(*Impl().meshes_file, record, mesh));
-    }
-    return out;
+  // The model's one mesh, besides its own empty mesh 0.
+  StoredMesh OnlyMesh() {
+    StoredMesh mesh;
+    EXPECT_EQ(Impl().mesh_records.size(), 2u);
+    for (auto const& record : Impl().mesh_records)
+      if (record.key != 0) EXPECT_TRUE(QX::Store::ReadStoredMesh(*Impl().meshes_file, record, mesh));
+    return mesh;
   }
 
  private:
@@ -74,6 +72,7 @@ qx_test::GltfScene Triangle() {
   qx_test::GltfScene scene;
   scene.positions = {{0, 0, 0}, {0.0005f, 0, 0}, {0, 0.0005f, 0}};
   scene.indices = {0, 1, 2};
+  scene.placements = {{0, 0, 0}};
   return scene;
 }
 
@@ -82,8 +81,8 @@ qx_test::GltfScene Triangle() {
 TEST(ImportedScene, MillimetrePlacementsKeepTheirMatrices) {
   qx_test::TempDir dir;
   qx_test::GltfScene scene = Triangle();
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) scene.placements.push_back({0.001f * float(i), 0.001f * float(j), 0});
+  scene.placements.clear();
+  for (int i = 0; i < 9; ++i) scene.placements.push_back({0.001f * float(i % 3), 0.001f * float(i / 3), 0});
   WriteGltf(dir / "grid.gltf", scene);
 
   ImportedModel model(dir / "grid.gltf");
@@ -96,19 +95,45 @@ TEST(ImportedScene, MillimetrePlacementsKeepTheirMatrices) {
   EXPECT_EQ(placements.size(), 9u);
 }
 
-using Vec = std::array<double, 3>;
-Vec Sub(QX::Store::Point const& a, QX::Store::Point const& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-Vec Cross(Vec const& a, Vec const& b) {
-  return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-double Dot(Vec const& a, QX::Store::Point const& b) { return a[0] * b.x + a[1] * b.y + a[2] * b.z; }
+// A cube around the origin, every face counter-clockwise seen from outside,
+// written as OBJ triangles, PLY quads and glTF triangles.
+std::vector<std::array<float, 3>> const kCubePoints = {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1},
+                                                       {-1, -1, 1},  {1, -1, 1},  {1, 1, 1},  {-1, 1, 1}};
+std::vector<std::array<int, 4>> const kCubeQuads = {{0, 3, 2, 1}, {4, 5, 6, 7}, {0, 1, 5, 4},
+                                                    {2, 3, 7, 6}, {1, 2, 6, 5}, {0, 4, 7, 3}};
 
-// Every face tuple's normal faces the side that the triangle's winding
-// makes its front under the mesh's handedness bits, and for a convex
-// closed mesh around the origin that is the outside.
-void ExpectNormalsFaceFront(StoredMesh const& mesh) {
+void WriteCube(fs::path const& path) {
+  qx_test::GltfScene cube{kCubePoints, {}, {}, {{0, 0, 0}}, "", {}};
+  for (auto const& q : kCubeQuads)
+    for (int k : {q[0], q[1], q[2], q[0], q[2], q[3]}) cube.indices.push_back(uint16_t(k));
+  if (path.extension() == ".gltf") return WriteGltf(path, cube);
+  std::ofstream out(path);
+  bool const ply = path.extension() == ".ply";
+  if (ply)
+    out << "ply\nformat ascii 1.0\nelement vertex 8\nproperty float x\nproperty float y\nproperty float z\n"
+           "element face 6\nproperty list uchar int vertex_indices\nend_header\n";
+  for (auto const& p : kCubePoints) out << (ply ? "" : "v ") << p[0] << ' ' << p[1] << ' ' << p[2] << '\n';
+  for (auto const& q : kCubeQuads)
+    if (ply) out << "4 " << q[0] << ' ' << q[1] << ' ' << q[2] << ' ' << q[3] << '\n';
+  for (size_t t = 0; !ply && t < cube.indices.size(); t += 3)
+    out << "f " << cube.indices[t] + 1 << ' ' << cube.indices[t + 1] + 1 << ' ' << cube.indices[t + 2] + 1 << '\n';
+}
+
+class ComputedNormals : public testing::TestWithParam<char const*> {};
+
+// Every face tuple's normal faces the side that the triangle's winding makes
+// its front under the mesh's handedness bits (left-handed: the side from
+// which the winding is clockwise), and for this cube that is the outside.
+TEST_P(ComputedNormals, FaceTheFrontOfTheWinding) {
+  qx_test::TempDir dir;
+  WriteCube(dir / GetParam());
+  ImportedModel model(dir / GetParam());
+  StoredMesh const mesh = model.OnlyMesh();
   ASSERT_FALSE(mesh.normals.empty());
   ASSERT_EQ(mesh.flags & 3, 2u) << "left-handed triangles expected";
+  auto dot = [](std::array<double, 3> const& a, QX::Store::Point const& b) {
+    return a[0] * b.x + a[1] * b.y + a[2] * b.z;
+  };
   uint32_t const stride = 2 + !mesh.uvs.empty() + !mesh.colors.empty();
   size_t triangles = 0;
   for (uint32_t e = 0; e < mesh.face_elements.size(); ++e) {
@@ -117,77 +142,45 @@ void ExpectNormalsFaceFront(StoredMesh const& mesh) {
       auto const& a = mesh.points[words[t]];
       auto const& b = mesh.points[words[t + stride]];
       auto const& c = mesh.points[words[t + 2 * stride]];
-      // Left-handed: the front is the side from which the winding is clockwise.
-      Vec front = Cross(Sub(b, a), Sub(c, a));
-      for (double& v : front) v = -v;
+      double const u[3] = {b.x - a.x, b.y - a.y, b.z - a.z}, v[3] = {c.x - a.x, c.y - a.y, c.z - a.z};
+      std::array<double, 3> const back = {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2],
+                                          u[0] * v[1] - u[1] * v[0]};
+      std::array<double, 3> const outward = {a.x + b.x + c.x, a.y + b.y + c.y, a.z + b.z + c.z};
       for (int k = 0; k < 3; ++k) {
         auto const& normal = mesh.normals[words[t + k * stride + 1]];
-        EXPECT_GT(Dot(front, normal), 0) << "triangle " << triangles;
-        EXPECT_GT(Dot(Vec{a.x + b.x + c.x, a.y + b.y + c.y, a.z + b.z + c.z}, normal), 0) << "triangle " << triangles;
+        EXPECT_LT(dot(back, normal), 0) << "triangle " << triangles;
+        EXPECT_GT(dot(outward, normal), 0) << "triangle " << triangles;
       }
     }
   }
   EXPECT_EQ(triangles, 12u);
 }
 
-// A cube around the origin, every face counter-clockwise seen from outside.
-std::vector<std::array<float, 3>> const kCubePoints = {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1},
-                                                       {-1, -1, 1},  {1, -1, 1},  {1, 1, 1},  {-1, 1, 1}};
-std::vector<std::array<int, 4>> const kCubeQuads = {{0, 3, 2, 1}, {4, 5, 6, 7}, {0, 1, 5, 4},
-                                                    {2, 3, 7, 6}, {1, 2, 6, 5}, {0, 4, 7, 3}};
+INSTANTIATE_TEST_SUITE_P(Formats, ComputedNormals, testing::Values("cube.obj", "cube.ply", "cube.gltf"),
+                         [](auto const& info) { return std::string(info.param).substr(5); });
 
-void WriteCubeObj(fs::path const& path) {
-  std::ofstream out(path);
-  for (auto const& p : kCubePoints) out << "v " << p[0] << ' ' << p[1] << ' ' << p[2] << '\n';
-  for (auto const& q : kCubeQuads)
-    out << "f " << q[0] + 1 << ' ' << q[1] + 1 << ' ' << q[2] + 1 << '\n'
-        << "f " << q[0] + 1 << ' ' << q[2] + 1 << ' ' << q[3] + 1 << '\n';
-}
+float Display(float linear) { return 1.055f * std::pow(linear, 1 / 2.4f) - 0.055f; }
 
-void WriteCubePly(fs::path const& path) {
-  std::ofstream out(path);
-  out << "ply\nformat ascii 1.0\nelement vertex 8\nproperty float x\nproperty float y\nproperty float z\n"
-         "element face 6\nproperty list uchar int vertex_indices\nend_header\n";
-  for (auto const& p : kCubePoints) out << p[0] << ' ' << p[1] << ' ' << p[2] << '\n';
-  for (auto const& q : kCubeQuads) out << "4 " << q[0] << ' ' << q[1] << ' ' << q[2] << ' ' << q[3] << '\n';
-}
-
-void WriteCubeGltf(fs::path const& path) {
-  qx_test::GltfScene scene;
-  scene.positions = kCubePoints;
-  for (auto const& q : kCubeQuads)
-    for (int k : {q[0], q[1], q[2], q[0], q[2], q[3]}) scene.indices.push_back(uint16_t(k));
-  scene.placements = {{0, 0, 0}};
-  WriteGltf(path, scene);
-}
-
-struct CubeFile {
+struct MaterialCase {
   char const* name;
-  void (*write)(fs::path const&);
+  std::string material;
+  KZV::RGBAColor expected;
+  std::string extension = "";
 };
 
-class ComputedNormals : public testing::TestWithParam<CubeFile> {};
+class GltfMaterialColor : public testing::TestWithParam<MaterialCase> {};
 
-TEST_P(ComputedNormals, FaceTheFrontOfTheWinding) {
+// The face color of the mesh's material is its display color, with the
+// opacity that its alpha mode and transmission give.
+TEST_P(GltfMaterialColor, IsTheDisplayColorWithTheRightOpacity) {
   qx_test::TempDir dir;
-  fs::path const file = dir / GetParam().name;
-  GetParam().write(file);
-  ImportedModel model(file);
-  auto const meshes = model.Meshes();
-  ASSERT_EQ(meshes.size(), 1u);
-  ExpectNormalsFaceFront(meshes[0]);
-}
-
-INSTANTIATE_TEST_SUITE_P(Formats, ComputedNormals,
-                         testing::Values(CubeFile{"cube.obj", WriteCubeObj}, CubeFile{"cube.ply", WriteCubePly},
-                                         CubeFile{"cube.gltf", WriteCubeGltf}),
-                         [](auto const& info) { return std::string(info.param.name).substr(5); });
-
-// The face color that the material of the file's one mesh gives.
-KZV::RGBAColor MeshFaceColor(fs::path const& file) {
-  ImportedScene scene = AssimpImporter::Import(file.string());
+  qx_test::GltfScene scene = Triangle();
+  scene.material = GetParam().material;
+  if (!GetParam().extension.empty()) scene.extensions = {GetParam().extension};
+  WriteGltf(dir / "material.gltf", scene);
+  ImportedScene imported = AssimpImporter::Import((dir / "material.gltf").string());
   KZV::RGBAColor color{-1, -1, -1, -1};
-  std::vector<KZV::SegmentKey> pending{scene.root};
+  std::vector<KZV::SegmentKey> pending{imported.root};
   while (!pending.empty()) {
     KZV::SegmentKey const segment = pending.back();
     pending.pop_back();
@@ -201,29 +194,7 @@ KZV::RGBAColor MeshFaceColor(fs::path const& file) {
     segment.ShowSubsegments(children);
     pending.insert(pending.end(), children.begin(), children.end());
   }
-  scene.root.Delete();
-  return color;
-}
-
-float Display(float linear) { return 1.055f * std::pow(linear, 1 / 2.4f) - 0.055f; }
-
-struct MaterialCase {
-  char const* name;
-  std::string material;
-  KZV::RGBAColor expected;
-  std::string extension = "";
-};
-
-class GltfMaterialColor : public testing::TestWithParam<MaterialCase> {};
-
-TEST_P(GltfMaterialColor, IsTheDisplayColorWithTheRightOpacity) {
-  qx_test::TempDir dir;
-  qx_test::GltfScene scene = Triangle();
-  scene.placements = {{0, 0, 0}};
-  scene.material = GetParam().material;
-  if (!GetParam().extension.empty()) scene.extensions = {GetParam().extension};
-  WriteGltf(dir / "material.gltf", scene);
-  KZV::RGBAColor const color = MeshFaceColor(dir / "material.gltf");
+  imported.root.Delete();
   KZV::RGBAColor const& expected = GetParam().expected;
   EXPECT_NEAR(color.red, expected.red, 1e-4);
   EXPECT_NEAR(color.green, expected.green, 1e-4);
@@ -246,18 +217,16 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ImportedScene, GltfVertexColorsBecomeDisplayColors) {
   qx_test::TempDir dir;
   qx_test::GltfScene scene = Triangle();
-  scene.placements = {{0, 0, 0}};
   scene.colors = {{0.5f, 0, 0, 1}, {0, 0.2f, 0, 1}, {0, 0, 1, 0.5f}};
   WriteGltf(dir / "colors.gltf", scene);
   ImportedModel model(dir / "colors.gltf");
-  auto const meshes = model.Meshes();
-  ASSERT_EQ(meshes.size(), 1u);
-  ASSERT_EQ(meshes[0].colors.size(), 3u);
+  StoredMesh const mesh = model.OnlyMesh();
+  ASSERT_EQ(mesh.colors.size(), 3u);
   auto byte = [](float c) { return uint8_t(std::ceil(256 * c) - 1); };
-  EXPECT_EQ(meshes[0].colors[0].r, byte(Display(0.5f)));
-  EXPECT_EQ(meshes[0].colors[1].g, byte(Display(0.2f)));
-  EXPECT_EQ(meshes[0].colors[2].b, 255);
-  EXPECT_EQ(meshes[0].colors[2].a, 127);  // alpha is no light level
+  EXPECT_EQ(mesh.colors[0].r, byte(Display(0.5f)));
+  EXPECT_EQ(mesh.colors[1].g, byte(Display(0.2f)));
+  EXPECT_EQ(mesh.colors[2].b, 255);
+  EXPECT_EQ(mesh.colors[2].a, 127);  // alpha is no light level
 }
 
 }  // namespace

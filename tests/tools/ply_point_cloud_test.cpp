@@ -1,16 +1,16 @@
 // PLY point clouds read by our own reader: every encoding and property
-// order, colours as the file gives them, and files that go to Assimp or are
-// refused.
+// order, colours as the file gives them, files that go to Assimp or are
+// refused, and a coloured cloud carried whole into a page.
 #include "tools/importer/PlyPointCloud.h"
 
 #include <gtest/gtest.h>
 
-#include <bit>
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 
+#include "tests/export/ExportedStream.h"
 #include "tools/importer/AssimpImporter.h"
-#include "tests/support/TempDir.h"
 
 namespace {
 
@@ -18,9 +18,8 @@ using qx_tool::ImportError;
 using qx_tool::ReadPlyPointCloud;
 
 std::string Write(qx_test::TempDir const& dir, std::string const& name, std::string const& bytes) {
-  std::string const path = (dir.Path() / name).string();
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
+  qx_test::WriteText(dir / name, bytes);
+  return (dir / name).string();
 }
 
 template <typename T>
@@ -95,16 +94,26 @@ TEST(PlyPointCloud, LeavesMeshesToAssimpAndRefusesDamagedClouds) {
   EXPECT_THROW(ReadPlyPointCloud(Write(dir, "damaged.ply", ascii)), ImportError);
 }
 
-TEST(PlyPointCloud, TheSampleScanKeepsItsColours) {
-  std::string const path = QX_SHARED_DIR "/models/pond_pointcloud_ply/pond.0.ply";
-  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no sample models beside the checkout";
-  auto const cloud = ReadPlyPointCloud(path);
-  ASSERT_TRUE(cloud);
-  EXPECT_EQ(cloud->points.size(), 70051u);
-  ASSERT_EQ(cloud->colors.size(), 70051u);
-  size_t const grey = std::count_if(cloud->colors.begin(), cloud->colors.end(),
-                                    [](KZV::RGBAColor const& c) { return c.red == c.green && c.green == c.blue; });
-  EXPECT_LT(grey, cloud->colors.size() / 2);
+// The page keeps each of the file's 900 points once, with its colour.
+TEST(PlyPointCloud, ColouredCloudReachesThePageWhole) {
+  std::string const file = QX_SOURCE_DIR "/tests/tools/data/colored_points.ply";
+  qx_tool::ImportedScene scene = qx_tool::AssimpImporter::Import(file);
+  auto const records = qx_test::ExportRecords(scene.root);
+  scene.root.Delete();
+  EXPECT_EQ(qx_test::RecordsOf(records, QX::Store::Tag::Instance).size(), 1u);
+  auto const meshes = qx_test::RecordsOf(records, QX::Store::Tag::SmallMesh);
+  ASSERT_EQ(meshes.size(), 1u);
+  std::vector<qx_test::StreamVertex> drawn = qx_test::PointVertices(meshes[0]), expected;
+  std::ifstream in(file);
+  for (std::string line; std::getline(in, line) && line != "end_header";) {
+  }
+  float x, y, z;
+  int r, g, b;
+  while (in >> x >> y >> z >> r >> g >> b) expected.push_back({{x, y, z}, {uint8_t(r), uint8_t(g), uint8_t(b), 255}});
+  ASSERT_EQ(expected.size(), 900u);
+  std::ranges::sort(drawn);
+  std::ranges::sort(expected);
+  EXPECT_EQ(drawn, expected);
 }
 
 }  // namespace
