@@ -42,9 +42,9 @@ void Add(std::string& out, MatrixKit const& m) {
 }
 
 void AddSetting(std::string& out, bool shown, Material::Type type, RGBAColor const& c, float value) {
-  if (!shown) return out.append(" -"), void();
-  out += " " + std::to_string(int(type));
-  for (float v : {c.red, c.green, c.blue, c.alpha, value}) Add(out, v);
+  out += shown ? " " + std::to_string(int(type)) : " -";
+  if (shown)
+    for (float v : {c.red, c.green, c.blue, c.alpha, value}) Add(out, v);
 }
 
 // Everything the net queries of a path tell, as text.
@@ -115,13 +115,10 @@ std::string NetText(Path const& path) {
 
   MaterialPaletteDefinition palette_definition;
   TextureDefinition texture;
-  for (char const* definition : {"p1", "p2"})
-    out += "\n" + std::string(definition) + " " +
-           (path.ShowEffectiveMaterialPaletteDefinition(definition, palette_definition)
-                ? std::to_string(palette_definition.GetInstanceID())
-                : "-");
-  out += "\nt1 " + (path.ShowEffectiveTextureDefinition("t1", texture) ? std::to_string(texture.GetInstanceID())
-                                                                         : std::string("-"));
+  for (char const* name : {"p1", "p2"})
+    if (path.ShowEffectiveMaterialPaletteDefinition(name, palette_definition))
+      out += "\n" + std::string(name) + " " + std::to_string(palette_definition.GetInstanceID());
+  if (path.ShowEffectiveTextureDefinition("t1", texture)) out += "\nt1 " + std::to_string(texture.GetInstanceID());
   return out;
 }
 
