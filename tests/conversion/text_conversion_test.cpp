@@ -79,6 +79,9 @@ TEST_F(TextToMeshTest, AlignmentBringsItsAnchorToTheOrigin) {
     EXPECT_NEAR(plain.min_x + c.dx, b.min_x, 1e-5);
     EXPECT_NEAR(plain.min_y + c.dy, b.min_y, 1e-5);
   }
+  settings.string = "A\ng";
+  settings.alignment = BottomLeft;
+  EXPECT_LT(BoxOf(Placed(settings)).min_y, plain.min_y - 1) << "a second line sits a line spacing lower";
 }
 
 TEST_F(TextToMeshTest, RegionOfThreePointsCarriesTheText) {
@@ -97,6 +100,8 @@ TEST_F(TextToMeshTest, RegionOfThreePointsCarriesTheText) {
   flat.alignment = Text::Alignment::BottomLeft;
   Box const own = BoxOf(Placed(flat)), kept = BoxOf(Placed(settings));
   EXPECT_NEAR(own.max_x - own.min_x, kept.max_y - kept.min_y, 1e-4) << "other fittings keep the text's size";
+  flat.path = {-1e20f, 0, 0};
+  EXPECT_NEAR(-own.max_x, BoxOf(Placed(flat)).min_x, 1e-5) << "huge paths are scaled down, then turn the text";
 }
 
 class TextSettingsTest : public ::testing::Test {
@@ -125,12 +130,10 @@ TEST_F(TextSettingsTest, RegionsTakeThePositionAndGetAThirdPoint) {
   EXPECT_EQ(Point(0, 0, 0), settings.position);
   EXPECT_NEAR(0, settings.region_points[2].x, 1e-6);
   EXPECT_NEAR(-2, settings.region_points[2].y, 1e-6) << "a quarter turn clockwise of the first side";
-
   kit.SetRegion({{0, 0, 0}, {2, 0, 0}, {0, 1, 0}}, Text::RegionAlignment::Top, Text::RegionFitting::Stretch, false,
                 true, false);
   ASSERT_TRUE(Read(kit, TextAttributeKit()));
   EXPECT_EQ((PointArray{{5, 5, 5}, {7, 5, 5}, {5, 6, 5}}), settings.region_points) << "relative to the position";
-
   kit.SetRegion({{0, 0, 0}, {2, 0, 0}}, Text::RegionAlignment::Top, Text::RegionFitting::Stretch, false, false, true);
   EXPECT_FALSE(Read(kit)) << "window space";
 

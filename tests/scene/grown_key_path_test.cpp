@@ -57,14 +57,12 @@ std::string NetText(Path const& path) {
   if (path.ShowNetVisibility(visibility))
     for (bool shown : {visibility.ShowFaces(on), visibility.ShowLines(on), visibility.ShowMarkerLights(on)})
       out += shown ? (on ? " on" : " off") : " -";
-
   DrawingAttributeKit drawing;
   Drawing::Handedness handedness{};
   out += "\ndrawing ";
   out += path.ShowNetDrawingAttribute(drawing) && drawing.ShowPolygonHandedness(handedness)
              ? std::to_string(int(handedness))
              : "-";
-
   TextAttributeKit text;
   float size = 0;
   Text::SizeUnits units{};
@@ -77,7 +75,6 @@ std::string NetText(Path const& path) {
     if (text.ShowPath(direction))
       for (float v : {direction.x, direction.y, direction.z}) Add(out, v);
   }
-
   MaterialMappingKit mapping;
   Material::Type type{};
   RGBAColor color;
@@ -89,19 +86,15 @@ std::string NetText(Path const& path) {
                value);
     AddSetting(out, mapping.ShowLineColor(type, color, value), type, color, value);
   }
-
   UTF8 palette;
   out += "\npalette " + (path.ShowNetMaterialPalette(palette) ? palette.str() : std::string("-"));
-
   MatrixKit matrix;
   out += "\nmatrix";
   if (path.ShowNetModellingMatrix(matrix)) Add(out, matrix);
-
   UTF8Array conditions;
   out += "\nconditions";
   if (path.ShowNetConditions(conditions))
     for (auto const& c : conditions) out += " " + c.str();
-
   std::vector<PointArrayArray> regions;
   std::vector<Drawing::ClipSpace> spaces;
   std::vector<Drawing::ClipOperation> operations;
@@ -112,7 +105,6 @@ std::string NetText(Path const& path) {
     out += " " + std::to_string(int(spaces.at(i))) + " " + std::to_string(int(operations.at(i)));
     Add(out, matrices.at(i));
   }
-
   MaterialPaletteDefinition palette_definition;
   TextureDefinition texture;
   for (char const* name : {"p1", "p2"})

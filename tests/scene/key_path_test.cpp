@@ -57,7 +57,6 @@ TEST_F(KeyPathTest, DefinitionsAreFoundFromTheLeafUpwards) {
   ASSERT_TRUE(PathB().ShowEffectiveMaterialPaletteDefinition(name, found));
   EXPECT_EQ(found.GetInstanceID(), near.GetInstanceID());
   EXPECT_FALSE(PathB().ShowEffectiveMaterialPaletteDefinition("none", found));
-
   // A texture names its image, found along the path of its user, or holds it.
   ImageKit image;
   image.SetFormat(Image::Format::RGB).SetSize(1, 1).SetData({1, 2, 3});

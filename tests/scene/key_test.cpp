@@ -1,9 +1,8 @@
-// Keys of segments and geometry: identity, deletion, search, includes, and
-// bad geometry refused.
+// Keys of segments and geometry: deletion, search, references, includes,
+// and bad geometry refused.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "SceneFixture.h"
 #include "export/value_types/Exceptions.h"
@@ -11,6 +10,7 @@
 #include "scene/IncludeKey.h"
 #include "scene/ReferenceKey.h"
 #include "scene/SearchResults.h"
+#include "scene/SegmentKits.h"
 #include "scene/ShellKey.h"
 #include "scene/TextKit.h"
 
@@ -45,13 +45,11 @@ TEST_F(KeyTest, DeletedAndMistypedKeysFindNothing) {
   EXPECT_NE(shell, other);
   EXPECT_EQ(shell.Type(), TypeCode::Shell);
   EXPECT_EQ(Found(child, Search::Type::Geometry), KeyArray{other});
-
   // Deleting a segment takes what it owns along.
   child.Delete();
   EXPECT_TRUE(child.Empty() && other.Empty() && child.Name().Empty());
   EXPECT_THROW(child.Subsegment("x"), InvalidObjectException);
   shell.Delete();  // deleting twice is harmless
-
   SegmentKey wrong(root.InsertShell({{0, 0, 0}}, {}));
   EXPECT_TRUE(wrong.Name().Empty());
   EXPECT_THROW(wrong.InsertLine({}), InvalidObjectException);
@@ -65,6 +63,12 @@ TEST_F(KeyTest, FindAndFlushGoByTypeInInsertionOrder) {
   ReferenceKey reference = root.ReferenceGeometry(child);
   LineKey line2 = root.InsertLine({{1, 0, 0}, {2, 0, 0}});
   root.IncludeSegment(child);
+  ReferenceKey const to_line = child.ReferenceGeometry(line1);
+  ReferenceKeyArray referrers;
+  EXPECT_EQ(line1.ShowReferrers(referrers), 1u);
+  EXPECT_EQ(referrers.at(0), to_line);
+  Key(to_line).Delete();
+  EXPECT_EQ(line1.ShowReferrers(referrers), 0u);
   EXPECT_EQ(Found(root, Search::Type::Geometry), (KeyArray{line1, shell, reference, line2}));
   EXPECT_EQ(Found(root, Search::Type::Lines), (KeyArray{line1, line2}));
   Search::Type const types[] = {Search::Type(TypeCode::Shell), Search::Type(TypeCode::Reference)};
@@ -72,7 +76,6 @@ TEST_F(KeyTest, FindAndFlushGoByTypeInInsertionOrder) {
   EXPECT_EQ(root.Find(2, types, Search::Space::SegmentOnly, results), 2u);
   EXPECT_EQ(results.GetIterator().GetItem(), shell);
   EXPECT_THROW(root.Find(Search::Type::Geometry, Search::Space(7), results), InvalidSpecificationException);
-
   // Results survive changes of the segment while they are read.
   int seen = 0;
   root.Find(Search::Type::Lines, Search::Space::SegmentOnly, results);
@@ -82,7 +85,6 @@ TEST_F(KeyTest, FindAndFlushGoByTypeInInsertionOrder) {
   }
   EXPECT_EQ(seen, 2);
   EXPECT_TRUE(line1.Empty() && line2.Empty());
-
   root.Flush(Search::Type::Lines, Search::Space::SegmentOnly);
   EXPECT_EQ(Found(root, Search::Type::Geometry), (KeyArray{shell, reference}));
   root.Flush(Search::Type::Everything, Search::Space::SegmentOnly);
@@ -99,6 +101,11 @@ TEST_F(KeyTest, IncludesAndChildrenKeepTheirOrder) {
   EXPECT_EQ(children, (SegmentKeyArray{a, b}));
   EXPECT_EQ(b.Owner(), root);
   EXPECT_TRUE(root.Owner().Empty());
+  // Settings belong to their segment; the net ones come from key paths.
+  root.SetCamera(CameraKit().SetPosition({0, 0, 5}));
+  CameraKit camera;
+  AttributeLockKit lock;
+  EXPECT_TRUE(root.ShowCamera(camera) && !a.ShowCamera(camera) && !a.ShowAttributeLock(lock));
   EXPECT_EQ(include.GetTarget(), library);
   IncludeKeyArray includes;
   EXPECT_EQ(a.ShowIncludes(includes), 1u);

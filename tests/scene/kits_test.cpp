@@ -94,6 +94,9 @@ TEST(MatrixKitTest, EmptyKitIsTheIdentity) {
   EXPECT_EQ(e, (FloatArray{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1}));
   EXPECT_EQ(kit.Transform(Point(1, 2, 3)), Point(1, 2, 3));
   EXPECT_FALSE(MatrixKit::GetDefault().Empty());
+  EXPECT_FALSE(kit == MatrixKit::GetDefault()) << "an empty kit is not a set identity";
+  EXPECT_EQ(kit, MatrixKit());
+  EXPECT_EQ(MatrixKit().Scale(2, 2, 2).Translate(1, 0, 0), MatrixKit().Scale(2, 2, 2) * MatrixKit().Translate(1, 0, 0));
   EXPECT_THROW(kit.SetElements({1, 2, 3}), InvalidSpecificationException);
 }
 
@@ -114,7 +117,6 @@ TEST(HelpersTest, WideStringsTemporaryDirectoriesAndWarnings) {
   EXPECT_EQ(UTF8(wide.data()), text);
   EXPECT_TRUE(String::UTF8_To_WCharArray(nullptr).empty());
   EXPECT_EQ(String::UTF8_To_WCharArray(""), std::vector<wchar_t>{L'\0'});
-
   std::vector<wchar_t> const first = Helpers::File::generateTemporaryDirectory();
   std::vector<wchar_t> const second = Helpers::File::generateTemporaryDirectory();
   EXPECT_NE(first, second);
@@ -124,7 +126,6 @@ TEST(HelpersTest, WideStringsTemporaryDirectoriesAndWarnings) {
   std::filesystem::remove(UTF8(second.data()).str());
   EXPECT_FALSE(Helpers::File::checkExistence(first.data()));
   EXPECT_FALSE(Helpers::File::checkExistence(nullptr));
-
   DBI::TakeWarnings();
   DBI::Warning("first", Info::Code::Warning);
   DBI::Warning("second", Info::Code::Warning);

@@ -63,14 +63,12 @@ TEST_F(ShellKeyTest, ColorsReportTheirTypesAndMaterialMappingIsItsOwn) {
   EXPECT_EQ(rgba[1], (RGBAColor{0, 1, 0, 0.5f}));
   EXPECT_EQ(values[2], 2.5f);
   EXPECT_FALSE(shell.ShowVertexColorsByRange(0, 4, Shell::Component::Edges, types, rgb, rgba, values));
-
   EXPECT_FALSE(shell.ShowFaceColorsByRange(0, 2, types, rgb, values));
   shell.SetFaceRGBColorsByRange(1, {{0, 0, 1}});
   ASSERT_TRUE(shell.ShowFaceColorsByRange(0, 2, types, rgb, values));
   EXPECT_EQ(types, (MaterialTypeArray{Material::Type::None, Material::Type::RGBColor}));
   EXPECT_EQ(rgb[1], (RGBColor{0, 0, 1}));
   EXPECT_THROW(shell.SetFaceRGBColorsByRange(2, {{0, 0, 1}}), IndexOutOfRangeException);
-
   MaterialMappingKit kit;
   EXPECT_FALSE(shell.ShowMaterialMapping(kit));
   shell.SetMaterialMapping(MaterialMappingKit().SetLineColor(MaterialSetting::Index(3)));

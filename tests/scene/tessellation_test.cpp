@@ -68,7 +68,6 @@ TEST_F(TessellationTest, CirclesArcsAndWedgesKeepWithinTheDeviation) {
   EXPECT_EQ(points.front(), points.back());
   EXPECT_LE(MaxDistanceFromArc(points, {0, 0, 0}, 5), 5.0 / 200 + 1e-5);
   EXPECT_LE(MaxDistanceFromArc(Line(circle, 0.001f), {0, 0, 0}, 5), 0.001 + 1e-5);
-
   Point const start(1, 0, 0), middle(0, -1, 0), end(-1, 0, 0);
   PointArray const arc = Line(root.InsertCircularArc(start, middle, end));
   EXPECT_EQ(arc.front(), start);
@@ -99,7 +98,6 @@ TEST_F(TessellationTest, RationalNURBSCurveDrawsAnExactQuarterCircle) {
   EXPECT_EQ(points.front(), Point(1, 0, 0));
   EXPECT_LT((points.back() - Point(0, 1, 0)).Length(), 1e-6);
   EXPECT_LE(MaxDistanceFromArc(points, {0, 0, 0}, 1), 1e-4 + 1e-6);
-
   // Degree 1 is the control polygon itself: four pieces a span, no more.
   shape.degree = 1;
   shape.weights.clear();
@@ -120,7 +118,6 @@ TEST_F(TessellationTest, PolygonsMeshesAndSurfacesBecomeShells) {
       root.InsertMesh(2, 3, {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {0, 1, 0}, {1, 1, 0}, {2, 1, 0}}));
   EXPECT_EQ(mesh.GetPointCount(), 6u);
   EXPECT_EQ(mesh.GetFaceCount(), 4u);
-
   // A flat bilinear patch, and a quadratic one that stays inside its control points' hull.
   NURBSSurfaceShape flat{1, 1, 2, 2, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}}, {}, {}, {}};
   NURBSSurfaceShape wavy{2, 2, 3, 3, {}, {}, {}, {}};
