@@ -1,10 +1,6 @@
-// Instances with their materials, flags and clip regions; pooled geometry;
-// the model's side of the converter's end.
-#include <algorithm>
-
+// Pooled geometry, referenced geometry in pools, and the model's side of
+// the converter's end.
 #include "ConversionFixture.h"
-#include "scene/KeyPath.h"
-#include "scene/VisibilityKit.h"
 
 namespace qx_conversion_test {
 namespace {

@@ -1,6 +1,5 @@
-// What a walk of the scene turns into meshes and instances, and how paths,
-// references and handedness shape them.
-#include <array>
+// What a walk of the scene turns into meshes and instances: includes,
+// references, conditions, visibility, culling and the kinds of geometry.
 #include <functional>
 
 #include "ConversionFixture.h"

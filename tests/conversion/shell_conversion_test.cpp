@@ -1,5 +1,5 @@
-// Shells and lines into meshes: point clouds, normals, uvs, vertex and face
-// colours, outlines, and the merging of a segment's lines.
+// Shells and lines into meshes: uvs, vertex and face colours, outlines, and
+// the merging of a segment's lines.
 #include <algorithm>
 
 #include "ConversionFixture.h"

@@ -1,7 +1,6 @@
-// Texts into meshes: effective settings, placement by alignment, path and
-// region, faces and outlines, and the text colour in the model.
+// Texts into meshes: placement by alignment, lines, path and region, and
+// the settings read from the text and its attributes.
 #include <algorithm>
-#include <cmath>
 
 #include "ConversionFixture.h"
 #include "conversion/TextConversion.h"

@@ -1,5 +1,5 @@
-// The walk: its progress lines, and parts reached along several include
-// paths: what it logs and puts into the model, in which order, with which bytes.
+// Parts reached along several include paths: what the walk logs and puts
+// into the model, in which order, and with which bytes.
 #include <filesystem>
 #include <fstream>
 #include <iterator>

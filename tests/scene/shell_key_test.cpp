@@ -1,5 +1,4 @@
-// Shells: their faces as triangle strips, normals, parameters, colours and
-// material mapping.
+// Shells: normals, parameters, colours and material mapping.
 #include <gtest/gtest.h>
 
 #include "SceneFixture.h"

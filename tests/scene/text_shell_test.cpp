@@ -1,8 +1,8 @@
+// Fonts found by name, glyphs made into triangles, and text decoded.
 #include <ft2build.h>
 #include FT_FREETYPE_H
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <mutex>
 
 #include "scene/GlyphOutlines.h"

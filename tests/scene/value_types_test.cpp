@@ -1,5 +1,5 @@
-// Vectors and planes: normalizing and comparing at the edges of float
-// arithmetic.
+// Vectors compared bit by bit and in units of the last place, at the edges
+// of float arithmetic.
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -7,7 +7,6 @@
 #include <limits>
 
 #include "export/value_types/Vector_3D.h"
-#include "export/value_types/Plane_3D.h"
 #include "export/value_types/Sphere_3D.h"
 
 using namespace KZV;
