@@ -1,6 +1,7 @@
 #pragma once
-// A scene root of its own and a fresh model for each test, with helpers to
-// convert the scene below a path and to read the model's tables back.
+// A scene root and a library root of their own and a fresh model for each
+// test, with helpers to convert the scene below a path and to read the
+// model's tables back.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -11,10 +12,10 @@
 #include "geometry/mesh/StoredMesh.h"
 #include "scene/Database.h"
 #include "scene/IncludeKey.h"
+#include "scene/KeyPath.h"
 #include "scene/MaterialMappingKit.h"
 #include "scene/ReferenceKey.h"
 #include "scene/ShellKey.h"
-#include "scene/KeyPath.h"
 #include "store/Cache.h"
 #include "store/Instance.h"
 #include "store/Logger.h"
@@ -27,11 +28,6 @@ namespace qx_conversion_test {
 class KeptLines final : public QX::Store::Logger {
  public:
   void Message(char const* text) override { lines.emplace_back(text); }
-  int Count(std::string const& prefix) const {
-    int n = 0;
-    for (auto const& l : lines) n += l.starts_with(prefix);
-    return n;
-  }
   std::vector<std::string> lines;
 };
 
@@ -43,6 +39,7 @@ class ConversionTest : public ::testing::Test {
   ~ConversionTest() override {
     model = QX::Store::Model();
     root.Delete();
+    library.Delete();
   }
 
   // Converts the scene below `path` (the root alone by default).
@@ -78,6 +75,7 @@ class ConversionTest : public ::testing::Test {
   }
 
   KZV::SegmentKey root = KZV::Database::CreateRootSegment("root");
+  KZV::SegmentKey library = KZV::Database::CreateRootSegment("library");
   KeptLines log;
   QX::Store::Model model;
 

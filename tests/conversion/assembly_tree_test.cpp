@@ -48,8 +48,6 @@ Bytes HeadBlock(uint32_t root) {
 
 class AssemblyTreeTest : public ConversionTest {
  protected:
-  ~AssemblyTreeTest() override { library.Delete(); }
-
   // Converts as the page export does: every segment but the root has a node.
   void ConvertWithTree() {
     ConverterOptions options;
@@ -84,8 +82,6 @@ class AssemblyTreeTest : public ConversionTest {
   }
 
   uint32_t InstanceKey(size_t i) { return Instances().at(i)->key; }
-
-  SegmentKey library = Database::CreateRootSegment("library");
 };
 
 // Named and unnamed segments, and a branch without geometry that leaves no
@@ -128,43 +124,6 @@ TEST_F(AssemblyTreeTest, SegmentsIncludedTwiceGiveTwoNodesOfOneName) {
   auto body = [&](size_t i) { return m + std::to_string(InstanceKey(i)) + "{" + std::to_string(InstanceKey(i)) + "}"; };
   EXPECT_EQ(Outline(), "top(a(part(" + body(0) + "),unnamed-0(" + body(1) + ")),b(part(" + body(2) +
                            "),unnamed-0(" + body(3) + ")),unnamed-1(" + body(4) + "))");
-}
-
-TEST_F(AssemblyTreeTest, SceneWithoutGeometryGivesTheRootAlone) {
-  root.Subsegment("empty").Subsegment("deeper");
-  ConvertWithTree();
-  EXPECT_EQ(impl().keyed_data.size(), 2u);
-  EXPECT_EQ(Block(1), HeadBlock(2));
-  EXPECT_EQ(Block(2), GroupBlock(0, model.Name(), {}));
-  EXPECT_EQ(Outline(), "top");
-}
-
-TEST_F(AssemblyTreeTest, WithoutTheOptionTheMetadataBlockStaysEmpty) {
-  InsertSquare(root.Subsegment("gear"));
-  Convert();
-  EXPECT_EQ(impl().keyed_data.size(), 1u);
-  EXPECT_TRUE(Block(1).empty());
-}
-
-// A tree of its own, written without a converter: a body may carry a name.
-TEST_F(AssemblyTreeTest, WriteLaysOutNamedBodies) {
-  AssemblyTree tree;
-  tree.Write(model);
-  EXPECT_TRUE(Block(1).empty());  // no root, nothing written
-  uint32_t root_node = 0, body = 0;
-  tree.CreateRoot(root_node);
-  tree.CreateBody(root_node, body);
-  tree.SetName(body, "bolt");
-  tree.SetBodyInstance(body, {3, 17});
-  tree.Write(model);
-  Bytes expected = GroupBlock(0, "", {}, {{1, 17}});
-  expected[18] |= 2;  // the body's flags announce its name
-  expected.insert(expected.begin() + 30, {'b', 'o', 'l', 't', 0});
-  EXPECT_EQ(Block(2), expected);
-  QX::Store::MetadataNode node;
-  ASSERT_TRUE(QX::Store::ParseNode(Block(2), node));
-  ASSERT_EQ(node.leaves.size(), 1u);
-  EXPECT_EQ(node.leaves[0].instance, 17u);
 }
 
 }  // namespace

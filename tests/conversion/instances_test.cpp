@@ -1,82 +1,16 @@
-// Instances with their materials, flags and clip regions; pooled geometry;
-// the model's side of the converter's end.
-#include <algorithm>
-
+// Pooled geometry, referenced geometry in pools, and the model's side of
+// the converter's end.
 #include "ConversionFixture.h"
-#include "scene/KeyPath.h"
-#include "scene/VisibilityKit.h"
 
 namespace qx_conversion_test {
 namespace {
 
 using namespace KZV;
 
-class InstancesTest : public ConversionTest {
- protected:
-  static PointArrayArray Square() { return {{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}}; }
-};
-
-TEST_F(InstancesTest, ClipRegionsAboveTheRootDontCount) {
-  SegmentKey top = Database::CreateRootSegment("top");
-  SegmentKey middle = top.Subsegment("middle");
-  top.SetClipRegion(Square(), Drawing::ClipSpace::World, Drawing::ClipOperation::Keep);
-  SegmentKey start = middle.Subsegment("start");
-  SegmentKey part = start.Subsegment("part");
-  InsertSquare(part);
-  part.InsertLine({{0, 0, 0}, {1, 1, 1}});
-
-  KeyPath const path(KeyArray{start, middle, top});
-  Convert({}, &path);
-  auto instances = Instances();
-  ASSERT_EQ(2u, instances.size());
-  EXPECT_EQ(0u, instances[0]->clip);
-  EXPECT_EQ(0u, impl().clip_regions.size());
-
-  // Regions at the root and below count; both geometries share one region.
-  start.SetClipRegion(Square(), Drawing::ClipSpace::Window, Drawing::ClipOperation::Remove);
-  part.SetClipRegion(Square(), Drawing::ClipSpace::World, Drawing::ClipOperation::Keep);
-  Convert({}, &path);
-  instances = Instances();
-  ASSERT_EQ(4u, instances.size());
-  EXPECT_NE(0u, instances[2]->clip);
-  EXPECT_EQ(instances[2]->clip, instances[3]->clip);
-  ASSERT_EQ(1u, impl().clip_regions.size());
-  auto const& loops = impl().clip_regions.Find(instances[2]->clip)->loops;
-  ASSERT_EQ(2u, loops.size());
-  EXPECT_EQ(1u, loops[0].first_flag);   // removing
-  EXPECT_EQ(1u, loops[0].second_flag);  // in window space
-  EXPECT_EQ(0u, loops[1].first_flag);
-  EXPECT_EQ(0u, loops[1].second_flag);
-  ASSERT_EQ(1u, loops[1].polygons.size());
-  EXPECT_EQ(4u, impl().poly_polygons.Find(loops[1].polygons[0])->points.size());
-  top.Delete();
-}
-
-TEST_F(InstancesTest, MaterialsFollowTheVisibleClasses) {
-  MaterialMappingKit mapping;
-  mapping.SetFaceColor({0, 1, 0, 1});
-  mapping.SetLineColor(MaterialSetting::Color(RGBColor{0, 0, 1}));
-  root.SetMaterialMapping(mapping);
-  SegmentKey lines_only = root.Subsegment();
-  VisibilityKit visibility;
-  visibility.SetFaces(false).SetText(false).SetVertices(false).SetLines(true);
-  lines_only.SetVisibility(visibility);
-  lines_only.InsertLine({{0, 0, 0}, {1, 0, 0}});
-  InsertSquare(root.Subsegment());
-  Convert();
-  auto const instances = Instances();
-  ASSERT_EQ(2u, instances.size());
-  EXPECT_EQ(2u, instances[0]->flags);
-  EXPECT_EQ(0u, instances[0]->face_material);
-  EXPECT_EQ(0u, instances[0]->point_material);
-  EXPECT_NE(0u, instances[0]->line_material);
-  EXPECT_EQ(7u, instances[1]->flags);
-  EXPECT_NE(0u, instances[1]->face_material);
-  EXPECT_NE(instances[1]->face_material, instances[1]->line_material);
-}
+using InstancesTest = ConversionTest;
+PointArrayArray const kSquare = {{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}}};
 
 TEST_F(InstancesTest, PooledGeometryOfASegmentPathIsOneMeshPerBucket) {
-  SegmentKey library = Database::CreateRootSegment("library");
   SegmentKey part = library.Subsegment("part");
   InsertSquare(part);
   part.InsertShell({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}}, {3, 0, 1, 2});
@@ -98,19 +32,15 @@ TEST_F(InstancesTest, PooledGeometryOfASegmentPathIsOneMeshPerBucket) {
   EXPECT_EQ((std::vector<uint32_t>{4, 5, 6}), Words(mesh.face_elements, 1));
   ASSERT_EQ(1u, mesh.line_elements.size());
   EXPECT_EQ((std::vector<uint32_t>{7, 8}), Words(mesh.line_elements, 0));
-  library.Delete();
 }
 
 TEST_F(InstancesTest, PooledPathsKeepReferencedGeometryApart) {
-  SegmentKey library = Database::CreateRootSegment("library");
   SegmentKey part = library.Subsegment("part");
   InsertSquare(part);
   ShellKey triangle = library.InsertShell({{5, 0, 0}, {6, 0, 0}, {6, 1, 0}}, {3, 0, 1, 2});
   InsertSquare(root);
   root.ReferenceGeometry(part);
-  MatrixKit move;
-  move.Translate(0, 0, 9);
-  root.ReferenceGeometry(triangle).SetModellingMatrix(move);
+  root.ReferenceGeometry(triangle).SetModellingMatrix(MatrixKit().Translate(0, 0, 9));
   ConverterOptions pooled;
   pooled.GeometryMode = 2;
   Convert(pooled);
@@ -123,7 +53,6 @@ TEST_F(InstancesTest, PooledPathsKeepReferencedGeometryApart) {
   impl().GetMatrix(instances[1]->matrix, m);
   EXPECT_EQ(9.0, m[11]);
   EXPECT_EQ(4u, Mesh(instances[2]->mesh).points.size());
-  library.Delete();
 }
 
 TEST_F(InstancesTest, UserDataAndTheGroupOfAllInstancesReachTheModel) {

@@ -12,58 +12,34 @@ namespace {
 
 using namespace KZV;
 
-class MaterialsTest : public ConversionTest {
- protected:
-  QX::Store::MaterialRecord const& Record(QX::Store::MaterialKey key) {
-    auto const* entry = impl().materials.Find(key);
-    EXPECT_NE(nullptr, entry);
-    EXPECT_EQ(QX::Store::MaterialKind::Material, entry->kind);
-    return impl().material_records.at(entry->index);
-  }
-  ImageDefinition DefineImage(SegmentKey const& segment, char const* name) {
-    ImageKit image;
-    image.SetFormat(Image::Format::RGB).SetSize(1, 1).SetData({1, 2, 3});
-    return segment.DefineImage(name, image);
-  }
-};
+using MaterialsTest = ConversionTest;
 
-TEST_F(MaterialsTest, WithoutMaterialAttributesOnlyTheDefaultMaterialIsUsed) {
-  InsertSquare(root.Subsegment());
-  root.Subsegment().InsertLine({{0, 0, 0}, {1, 0, 0}});
-  size_t const materials = impl().materials.size();
-  Convert();
-  EXPECT_EQ(materials, impl().materials.size());
-  for (auto const* instance : Instances()) {
-    EXPECT_EQ(0u, instance->face_material);
-    EXPECT_EQ(0u, instance->line_material);
-    EXPECT_EQ(0u, instance->point_material);
-    EXPECT_EQ(0u, instance->matrix);
-  }
-  auto const* entry = impl().materials.Find(0);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ((QX::Store::RGBAColor{1, 0, 1, 1}), impl().simple_colors.at(entry->index));
-}
-
-TEST_F(MaterialsTest, EqualColorsFromDifferentMappingsShareAKey) {
-  MaterialMappingKit direct, by_palette;
+// Red given directly and by palette index share a key; a gloss without
+// textures leaves a plain colour.
+TEST_F(MaterialsTest, EqualColorsShareAKeyAndGlossAloneIsAPlainColor) {
+  MaterialMappingKit direct, by_palette, glossy;
   direct.SetFaceColor({1, 0, 0, 1});
-  by_palette.SetFaceChannel(Material::Channel::DiffuseColor, MaterialSetting::Index(3));  // red
-  SegmentKey a = root.Subsegment(), b = root.Subsegment();
-  a.SetMaterialMapping(direct);
-  b.SetMaterialMapping(by_palette);
-  InsertSquare(a);
-  InsertSquare(b);
+  by_palette.SetFaceChannel(Material::Channel::DiffuseColor, MaterialSetting::Index(3));
+  glossy.SetFaceColor({0, 1, 0, 1}).SetFaceChannel(Material::Channel::Gloss, MaterialSetting::Number(0.5f));
+  for (MaterialMappingKit const& mapping : {direct, by_palette, glossy})
+    InsertSquare(root.Subsegment().SetMaterialMapping(mapping));
   size_t const materials = impl().materials.size();
   Convert();
   auto const instances = Instances();
-  ASSERT_EQ(2u, instances.size());
+  ASSERT_EQ(3u, instances.size());
   EXPECT_NE(0u, instances[0]->face_material);
   EXPECT_EQ(instances[0]->face_material, instances[1]->face_material);
-  EXPECT_EQ(materials + 1, impl().materials.size());
+  EXPECT_EQ(materials + 2, impl().materials.size());
+  auto const* entry = impl().materials.Find(instances[2]->face_material);
+  ASSERT_NE(nullptr, entry);
+  EXPECT_EQ(QX::Store::MaterialKind::SimpleColor, entry->kind);
+  EXPECT_EQ((QX::Store::RGBAColor{0, 1, 0, 1}), impl().simple_colors.at(entry->index));
 }
 
 TEST_F(MaterialsTest, ATextureGoesInOnceWithItsImageAndScalars) {
-  DefineImage(root, "pixels");
+  ImageKit image;
+  image.SetFormat(Image::Format::RGB).SetSize(1, 1).SetData({1, 2, 3});
+  root.DefineImage("pixels", image);
   root.DefineTexture("wood", "pixels",
                      TextureOptionsKit()
                          .SetParameterizationSource(Material::Texture::Parameterization::UV)
@@ -80,25 +56,14 @@ TEST_F(MaterialsTest, ATextureGoesInOnceWithItsImageAndScalars) {
   ASSERT_EQ(2u, instances.size());
   EXPECT_EQ(instances[0]->face_material, instances[1]->face_material);
   EXPECT_EQ(1u, impl().images.size());
-  auto const& material = Record(instances[0]->face_material);
+  auto const* entry = impl().materials.Find(instances[0]->face_material);
+  ASSERT_TRUE(entry && entry->kind == QX::Store::MaterialKind::Material);
+  auto const& material = impl().material_records.at(entry->index);
   EXPECT_NEAR(0.6f, material.specular, 1e-6);
   ASSERT_EQ(1u, material.textures.size());
   EXPECT_NE(nullptr, impl().images.Find(material.textures[0].image));
   EXPECT_EQ(0u, material.textures[0].matrix);
   EXPECT_EQ(0x10001u, material.textures[0].word);
-}
-
-TEST_F(MaterialsTest, GlossWithoutTexturesKeepsOnlyTheColor) {
-  MaterialMappingKit mapping;
-  mapping.SetFaceColor({0, 1, 0, 1});
-  mapping.SetFaceChannel(Material::Channel::Gloss, MaterialSetting::Number(0.5f));
-  root.SetMaterialMapping(mapping);
-  InsertSquare(root);
-  Convert();
-  auto const* entry = impl().materials.Find(Instances().at(0)->face_material);
-  ASSERT_NE(nullptr, entry);
-  EXPECT_EQ(QX::Store::MaterialKind::SimpleColor, entry->kind);
-  EXPECT_EQ((QX::Store::RGBAColor{0, 1, 0, 1}), impl().simple_colors.at(entry->index));
 }
 
 TEST_F(MaterialsTest, ShellsWithTheSameFaceColorsShareMaterialsAndTheirMap) {
@@ -112,23 +77,6 @@ TEST_F(MaterialsTest, ShellsWithTheSameFaceColorsShareMaterialsAndTheirMap) {
   EXPECT_EQ(2u, MeshCount());
   EXPECT_EQ(1u, impl().material_maps.size());
   EXPECT_EQ(materials + 2, impl().materials.size());
-}
-
-TEST_F(MaterialsTest, TheIdentityMatrixIsKeyZeroAndEqualMatricesShareAKey) {
-  MatrixKit move;
-  move.Translate(1, 2, 3);
-  root.Subsegment().SetModellingMatrix(MatrixKit::GetDefault());
-  InsertSquare(root.Subsegment().SetModellingMatrix(MatrixKit::GetDefault()));
-  InsertSquare(root.Subsegment().SetModellingMatrix(move));
-  InsertSquare(root.Subsegment().SetModellingMatrix(move));
-  size_t const matrices = impl().matrices.size();
-  Convert();
-  auto const instances = Instances();
-  ASSERT_EQ(3u, instances.size());
-  EXPECT_EQ(0u, instances[0]->matrix);
-  EXPECT_NE(0u, instances[1]->matrix);
-  EXPECT_EQ(instances[1]->matrix, instances[2]->matrix);
-  EXPECT_EQ(matrices + 1, impl().matrices.size());
 }
 
 }  // namespace

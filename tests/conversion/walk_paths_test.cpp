@@ -1,5 +1,5 @@
-// Parts reached along several include paths: what the walk logs and what it
-// puts into the model, in which order, and with which bytes.
+// Parts reached along several include paths: what the walk logs and puts
+// into the model, in which order, and with which bytes.
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -101,7 +101,6 @@ class WalkPathsTest : public ConversionTest {
       copy.ReferenceGeometry(bolt);
     }
   }
-  ~WalkPathsTest() override { library.Delete(); }
 
   Fingerprints Walk(KeyPath const& start) {
     ConverterOptions options;
@@ -126,13 +125,6 @@ class WalkPathsTest : public ConversionTest {
     return f;
   }
 
-  std::string Log() const {
-    std::string all;
-    for (auto const& line : log.lines) all += line + "\n";
-    return all;
-  }
-
-  SegmentKey library = Database::CreateRootSegment("library");
   SegmentKey right;
 };
 
@@ -141,14 +133,14 @@ class WalkPathsTest : public ConversionTest {
 // model bytes stay exactly as they were.
 TEST_F(WalkPathsTest, FromTheRoot) {
   Fingerprints const f = Walk(KeyPath({root}));
-  EXPECT_EQ((Fingerprints{109, 0x39b15b6911f7f30f, 27, 0x6bf15774d23bc550, 0x1a326c933a2ef36e}), f) << Log();
+  EXPECT_EQ((Fingerprints{109, 0x39b15b6911f7f30f, 27, 0x6bf15774d23bc550, 0x1a326c933a2ef36e}), f);
 }
 
 // A start below the top of its path: the settings above the start count,
 // clip regions above it don't.
 TEST_F(WalkPathsTest, FromASegmentBelowTheTop) {
   Fingerprints const f = Walk(KeyPath({right, root}));
-  EXPECT_EQ((Fingerprints{57, 0xa3c7f1743c9d4a54, 16, 0xe8b7fc92dbaf119e, 0x2674dcde9074641f}), f) << Log();
+  EXPECT_EQ((Fingerprints{57, 0xa3c7f1743c9d4a54, 16, 0xe8b7fc92dbaf119e, 0x2674dcde9074641f}), f);
 }
 
 }  // namespace

@@ -42,9 +42,9 @@ void Add(std::string& out, MatrixKit const& m) {
 }
 
 void AddSetting(std::string& out, bool shown, Material::Type type, RGBAColor const& c, float value) {
-  if (!shown) return out.append(" -"), void();
-  out += " " + std::to_string(int(type));
-  for (float v : {c.red, c.green, c.blue, c.alpha, value}) Add(out, v);
+  out += shown ? " " + std::to_string(int(type)) : " -";
+  if (shown)
+    for (float v : {c.red, c.green, c.blue, c.alpha, value}) Add(out, v);
 }
 
 // Everything the net queries of a path tell, as text.
@@ -57,14 +57,12 @@ std::string NetText(Path const& path) {
   if (path.ShowNetVisibility(visibility))
     for (bool shown : {visibility.ShowFaces(on), visibility.ShowLines(on), visibility.ShowMarkerLights(on)})
       out += shown ? (on ? " on" : " off") : " -";
-
   DrawingAttributeKit drawing;
   Drawing::Handedness handedness{};
   out += "\ndrawing ";
   out += path.ShowNetDrawingAttribute(drawing) && drawing.ShowPolygonHandedness(handedness)
              ? std::to_string(int(handedness))
              : "-";
-
   TextAttributeKit text;
   float size = 0;
   Text::SizeUnits units{};
@@ -77,7 +75,6 @@ std::string NetText(Path const& path) {
     if (text.ShowPath(direction))
       for (float v : {direction.x, direction.y, direction.z}) Add(out, v);
   }
-
   MaterialMappingKit mapping;
   Material::Type type{};
   RGBAColor color;
@@ -89,19 +86,15 @@ std::string NetText(Path const& path) {
                value);
     AddSetting(out, mapping.ShowLineColor(type, color, value), type, color, value);
   }
-
   UTF8 palette;
   out += "\npalette " + (path.ShowNetMaterialPalette(palette) ? palette.str() : std::string("-"));
-
   MatrixKit matrix;
   out += "\nmatrix";
   if (path.ShowNetModellingMatrix(matrix)) Add(out, matrix);
-
   UTF8Array conditions;
   out += "\nconditions";
   if (path.ShowNetConditions(conditions))
     for (auto const& c : conditions) out += " " + c.str();
-
   std::vector<PointArrayArray> regions;
   std::vector<Drawing::ClipSpace> spaces;
   std::vector<Drawing::ClipOperation> operations;
@@ -112,16 +105,12 @@ std::string NetText(Path const& path) {
     out += " " + std::to_string(int(spaces.at(i))) + " " + std::to_string(int(operations.at(i)));
     Add(out, matrices.at(i));
   }
-
   MaterialPaletteDefinition palette_definition;
   TextureDefinition texture;
-  for (char const* definition : {"p1", "p2"})
-    out += "\n" + std::string(definition) + " " +
-           (path.ShowEffectiveMaterialPaletteDefinition(definition, palette_definition)
-                ? std::to_string(palette_definition.GetInstanceID())
-                : "-");
-  out += "\nt1 " + (path.ShowEffectiveTextureDefinition("t1", texture) ? std::to_string(texture.GetInstanceID())
-                                                                         : std::string("-"));
+  for (char const* name : {"p1", "p2"})
+    if (path.ShowEffectiveMaterialPaletteDefinition(name, palette_definition))
+      out += "\n" + std::string(name) + " " + std::to_string(palette_definition.GetInstanceID());
+  if (path.ShowEffectiveTextureDefinition("t1", texture)) out += "\nt1 " + std::to_string(texture.GetInstanceID());
   return out;
 }
 
