@@ -65,17 +65,14 @@ TEST(MeshHitTest, RayKeepsTheNearestHitOverAllClasses) {
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 4}));
   EXPECT_EQ(test.Run(ray, {}, false, kAll, mesh, {9, 9}), Crossing);
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 3}));
-}
 
-TEST(MeshHitTest, EqualDistancesKeepTheFirstHit) {
-  auto ray = RayAlongZ({0, 0, 0}, 0.25);
-  std::vector<PointD> mesh;
-  AddTriangle(mesh, 0, 0, 4, 0.1);
-  AddTriangle(mesh, 0, 0, 4, 0.2);
-  mesh.push_back({0.1, 0, 4});
-  mesh.push_back({0.1, 0, 4});
-  MeshHitTest test;
-  test.Run(ray, {}, false, kAll, mesh, {6, 6});
+  // Of hits at equal distances the first is kept.
+  std::vector<PointD> equal;
+  AddTriangle(equal, 0, 0, 4, 0.1);
+  AddTriangle(equal, 0, 0, 4, 0.2);
+  equal.push_back({0.1, 0, 4});
+  equal.push_back({0.1, 0, 4});
+  test.Run(ray, {}, false, kAll, equal, {6, 6});
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 4}));
 }
 

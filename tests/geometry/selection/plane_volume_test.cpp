@@ -11,8 +11,13 @@ using namespace VolumeTest;
 
 PlaneVolume Cube() { return BoxVolume({0, 0, 0}, {2, 2, 2}); }
 
-TEST(PlaneVolume, Boxes) {
-  BoxCase const cases[] = {
+TEST(PlaneVolume, PointsBoxesAndSpheres) {
+  auto volume = Cube();
+  EXPECT_TRUE(volume.ContainsPoint({0, 0, 0}));  // the boundary is in
+  EXPECT_TRUE(volume.ContainsPoint({2, 2, 2}));
+  EXPECT_FALSE(volume.ContainsPoint({2.000001, 1, 1}));
+  EXPECT_FALSE(volume.ContainsPoint({1, -1e-12, 1}));
+  BoxCase const boxes[] = {
       {"within", {0.5, 0.5, 0.5, 1.5, 1.5, 1.5}, Inside},
       {"the volume itself", {0, 0, 0, 2, 2, 2}, Inside},
       {"half out", {1, 1, 1, 3, 3, 3}, Crossing},
@@ -21,11 +26,8 @@ TEST(PlaneVolume, Boxes) {
       {"touching a face from outside", {2, 0, 0, 3, 2, 2}, Outside},
       {"a point box on a face", {2, 1, 1, 2, 1, 1}, Outside},
   };
-  ExpectBoxes(Cube(), cases);
-}
-
-TEST(PlaneVolume, Spheres) {
-  SphereCase const cases[] = {
+  ExpectBoxes(volume, boxes);
+  SphereCase const spheres[] = {
       {"within", Sphere({1, 1, 1}, 0.5), Inside},
       {"touching the faces from inside", Sphere({1, 1, 1}, 1), Inside},
       {"half out", Sphere({2, 1, 1}, 0.5), Crossing},
@@ -33,46 +35,29 @@ TEST(PlaneVolume, Spheres) {
       {"touching a face from outside", Sphere({3, 1, 1}, 1), Outside},
       {"reaching in", Sphere({3, 1, 1}, 1.5), Crossing},
   };
-  ExpectSpheres(Cube(), cases);
+  ExpectSpheres(volume, spheres);
 }
 
-TEST(PlaneVolume, ZeroNormalPlaneLetsEverySphereOfSizeThrough) {
-  // 0 x + 0 y + 0 z + 1 >= 0 holds nowhere... as a point test it fails
-  // everywhere, but its inverse length is 0, so only a sphere of radius 0
-  // counts as beyond it.
+TEST(PlaneVolume, ZeroNormalsAndNoPlanes) {
+  // 0 x + 0 y + 0 z - 1 >= 0 holds nowhere as a point test, but its inverse
+  // length is 0, so only a sphere of radius 0 counts as beyond it.
   std::vector<PlaneRow> const rows{{0, 0, 0, -1}};
-  PlaneVolume volume(rows, {0, 0, 0});
+  PlaneVolume zero(rows, {0, 0, 0});
   auto ball = Sphere({5, 5, 5}, 0.1);
   auto point = Sphere({5, 5, 5}, 0);
-  EXPECT_EQ(volume.TestSphere(ball), Crossing);
-  EXPECT_EQ(volume.TestSphere(point), Outside);
-  EXPECT_FALSE(volume.ContainsPoint({0, 0, 0}));
+  EXPECT_EQ(zero.TestSphere(ball), Crossing);
+  EXPECT_EQ(zero.TestSphere(point), Outside);
+  EXPECT_FALSE(zero.ContainsPoint({0, 0, 0}));
+
+  PlaneVolume all({}, {0, 0, 0});
+  EXPECT_TRUE(all.ContainsPoint({1e30, -1e30, 7}));
+  EXPECT_EQ(all.TestBox({-1, -1, -1, 1, 1, 1}), Inside);
+  auto big = Sphere({3, 3, 3}, 100);
+  EXPECT_EQ(all.TestSphere(big), Inside);
 }
 
-TEST(PlaneVolume, NoPlanesHoldEverything) {
-  PlaneVolume volume({}, {0, 0, 0});
-  EXPECT_TRUE(volume.ContainsPoint({1e30, -1e30, 7}));
-  EXPECT_EQ(volume.TestBox({-1, -1, -1, 1, 1, 1}), Inside);
-  auto s = Sphere({3, 3, 3}, 100);
-  EXPECT_EQ(volume.TestSphere(s), Inside);
-}
-
-TEST(PlaneVolume, PointsOnTheBoundaryAreIn) {
-  auto volume = Cube();
-  EXPECT_TRUE(volume.ContainsPoint({0, 0, 0}));
-  EXPECT_TRUE(volume.ContainsPoint({2, 2, 2}));
-  EXPECT_FALSE(volume.ContainsPoint({2.000001, 1, 1}));
-  EXPECT_FALSE(volume.ContainsPoint({1, -1e-12, 1}));
-}
-
-TEST(PlaneVolume, Segments) {
-  struct Case {
-    char const* name;
-    PointD a, b;
-    uint32_t expected;
-    PointD hit;
-  };
-  Case const cases[] = {
+TEST(PlaneVolume, SegmentsAndTriangles) {
+  SegmentCase const segments[] = {
       {"both ends in", {0.5, 1, 1}, {1.5, 1, 1}, Inside, {1.5, 1, 1}},
       {"first end in", {1, 1, 1}, {5, 1, 1}, Crossing, {1, 1, 1}},
       {"second end in", {5, 1, 1}, {1, 1, 1}, Crossing, {1, 1, 1}},
@@ -82,55 +67,20 @@ TEST(PlaneVolume, Segments) {
       {"short of it", {-3, 1, 1}, {-1, 1, 1}, Outside, {}},
   };
   auto volume = Cube();
-  for (auto const& c : cases) {
-    PointD const points[2] = {c.a, c.b};
-    PointD hit{-7, -7, -7};
-    EXPECT_EQ(volume.TestSegment(points, hit), c.expected) << c.name;
-    if (c.expected != Outside) {
-      EXPECT_EQ(hit, c.hit) << c.name;
-    }
-  }
-}
-
-TEST(PlaneVolume, Triangles) {
-  struct Case {
-    char const* name;
-    Triangle t;
-    uint32_t expected;
+  ExpectSegments(volume, segments);
+  TriangleCase const triangles[] = {
+      {"within", {{{0.5, 0.5, 1}, {1.5, 0.5, 1}, {1, 1.5, 1}}}, Inside, {}},
+      {"one vertex in", {{{1, 1, 1}, {5, 1, 1}, {5, 5, 1}}}, Crossing, {}},
+      {"covering a cross-section", {{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}}, Crossing, {}},
+      {"no vertex in, through the middle", {{{-1, 1, 1}, {3, 1, 1}, {1, 1, 5}}}, Crossing, {}},
+      {"apart", {{{3, 3, 3}, {4, 3, 3}, {3, 4, 3}}}, Outside, {}},
+      {"plane beside the volume", {{{-10, -10, 3}, {10, -10, 3}, {0, 10, 3}}}, Outside, {}},
+      {"two equal vertices across it", {{{-1, 1, 1}, {-1, 1, 1}, {3, 1, 1}}}, Outside, {}},
+      {"two equal vertices, one in", {{{-1, 1, 1}, {-1, 1, 1}, {1, 1, 1}}}, Crossing, {}},
   };
-  Case const cases[] = {
-      {"within", {{{0.5, 0.5, 1}, {1.5, 0.5, 1}, {1, 1.5, 1}}}, Inside},
-      {"one vertex in", {{{1, 1, 1}, {5, 1, 1}, {5, 5, 1}}}, Crossing},
-      {"covering a cross-section", {{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}}, Crossing},
-      {"no vertex in, through the middle", {{{-1, 1, 1}, {3, 1, 1}, {1, 1, 5}}}, Crossing},
-      {"apart", {{{3, 3, 3}, {4, 3, 3}, {3, 4, 3}}}, Outside},
-      {"plane beside the volume", {{{-10, -10, 3}, {10, -10, 3}, {0, 10, 3}}}, Outside},
-      {"two equal vertices across it", {{{-1, 1, 1}, {-1, 1, 1}, {3, 1, 1}}}, Outside},
-      {"two equal vertices, one in", {{{-1, 1, 1}, {-1, 1, 1}, {1, 1, 1}}}, Crossing},
-  };
-  auto volume = Cube();
-  for (auto const& c : cases) {
-    PointD hit;
-    uint32_t const result = volume.TestTriangle(c.t.data(), hit);
-    EXPECT_EQ(result, c.expected) << c.name;
-    if (result != Outside) {
-      EXPECT_TRUE(volume.ContainsPoint(hit)) << c.name;
-    }
-  }
-}
-
-TEST(PlaneVolume, ClippedHitLiesInTheVolume) {
-  auto volume = Cube();
-  Triangle const t{{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}};
-  PointD hit;
-  ASSERT_EQ(volume.TestTriangle(t.data(), hit), Crossing);
-  EXPECT_NEAR(hit.z, 1, 1e-12);
-  EXPECT_GE(hit.x, -1e-12);
-  EXPECT_LE(hit.x, 2 + 1e-12);
-  // The working lists are left empty: the same test again gives the same.
-  PointD again;
-  EXPECT_EQ(volume.TestTriangle(t.data(), again), Crossing);
-  EXPECT_EQ(hit, again);
+  // A hit of a clipped triangle lies in the volume.
+  ExpectTriangles(volume, triangles,
+                  [&](TriangleCase const&, PointD hit) { return volume.ContainsPoint(hit); });
 }
 
 }  // namespace

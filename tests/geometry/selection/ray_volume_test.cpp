@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "geometry/selection/PlaneClipping.h"
 #include "tests/geometry/selection/VolumeShapes.h"
 
 namespace QX::Store {
@@ -13,13 +12,7 @@ using namespace VolumeTest;
 RayVolume Ray() { return RayAlongZ({0, 0, -5}, 0.25); }
 
 TEST(RayVolume, Triangles) {
-  struct Case {
-    char const* name;
-    Triangle t;
-    uint32_t expected;
-    PointD hit;
-  };
-  Case const cases[] = {
+  TriangleCase const cases[] = {
       {"across the ray", {{{-1, -1, 0}, {1, -1, 0}, {0, 1, 0}}}, Crossing, {0, 0, 0}},
       {"the other winding", {{{-1, -1, 0}, {0, 1, 0}, {1, -1, 0}}}, Crossing, {0, 0, 0}},
       {"slanted", {{{-1, -1, 1}, {1, -1, 1}, {0, 1, 3}}}, Crossing, {0, 0, 2}},
@@ -35,16 +28,10 @@ TEST(RayVolume, Triangles) {
        Crossing, {0, 0, 0}},
   };
   auto ray = Ray();
-  for (auto const& c : cases) {
-    PointD hit{-7, -7, -7};
-    EXPECT_EQ(ray.TestTriangle(c.t.data(), hit), c.expected) << c.name;
-    if (c.expected != Outside) {
-      EXPECT_EQ(hit, c.hit) << c.name;
-    }
-  }
+  ExpectTriangles(ray, cases, [](TriangleCase const& c, PointD hit) { return hit == c.hit; });
 }
 
-TEST(RayVolume, BoxesAndSpheresAgainstTheTube) {
+TEST(RayVolume, BoxesSpheresSegmentsAndPointsAgainstTheTube) {
   BoxCase const cases[] = {
       {"around the origin: the ray starts inside", {-1, -1, -6, 1, 1, -4}, Crossing},
       {"ahead", {-1, -1, 0, 1, 1, 1}, Crossing},
@@ -61,18 +48,15 @@ TEST(RayVolume, BoxesAndSpheresAgainstTheTube) {
   auto ahead = Sphere({0, 0, 5}, 1);
   EXPECT_EQ(ray.TestSphere(ahead), Crossing);
   EXPECT_EQ(ray.Rate(ahead), 100);
-}
 
-TEST(RayVolume, SegmentsAndPointsAgainstTheTube) {
-  auto ray = Ray();
-  PointD const across[2] = {{-1, 0, 5}, {1, 0, 5}};
-  PointD hit;
-  EXPECT_EQ(ray.TestSegment(across, hit), Crossing);
-  EXPECT_EQ(hit, (PointD{-0.25, 0, 5}));
+  SegmentCase const segments[] = {
+      {"across", {-1, 0, 5}, {1, 0, 5}, Crossing, {-0.25, 0, 5}},
+      {"beside", {-1, 0.5, 5}, {1, 0.5, 5}, Outside, {}},
+  };
+  ExpectSegments(ray, segments);
   PointD const along[2] = {{0, 0, 1}, {0, 0, 9}};
+  PointD hit;
   EXPECT_EQ(ray.TestSegment(along, hit), Inside);
-  PointD const beside[2] = {{-1, 0.5, 5}, {1, 0.5, 5}};
-  EXPECT_EQ(ray.TestSegment(beside, hit), Outside);
   EXPECT_TRUE(ray.ContainsPoint({0.01, -0.01, 100}));
   EXPECT_FALSE(ray.ContainsPoint({0, 0, -5.5}));
 }

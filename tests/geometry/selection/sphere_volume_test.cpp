@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "geometry/selection/PlaneClipping.h"
 #include "tests/geometry/selection/VolumeShapes.h"
 
 namespace QX::Store {
@@ -12,17 +11,14 @@ using namespace VolumeTest;
 
 SphereVolume Unit() { return SphereVolume({0, 0, 0}, 1, 1); }
 
-TEST(SphereVolume, PointsOnTheSphereAreIn) {
+TEST(SphereVolume, PointsBoxesAndSpheres) {
   auto ball = Unit();
-  EXPECT_TRUE(ball.ContainsPoint({1, 0, 0}));
+  EXPECT_TRUE(ball.ContainsPoint({1, 0, 0}));  // on the sphere is in
   EXPECT_TRUE(ball.ContainsPoint({0.6, 0.8, 0}));
   EXPECT_FALSE(ball.ContainsPoint({1.000000001, 0, 0}));
   EXPECT_TRUE(ball.StopsAtFirstHit());
   EXPECT_EQ(ball.DistanceSquared({0, 3, 4}), 25);
-}
-
-TEST(SphereVolume, Boxes) {
-  BoxCase const cases[] = {
+  BoxCase const boxes[] = {
       {"within", {-0.5, -0.5, -0.5, 0.5, 0.5, 0.5}, Inside},
       {"half out", {0.5, 0.5, 0.5, 2, 2, 2}, Crossing},
       {"around the sphere", {-2, -2, -2, 2, 2, 2}, Crossing},
@@ -30,11 +26,8 @@ TEST(SphereVolume, Boxes) {
       {"apart", {2, 2, 2, 3, 3, 3}, Outside},
       {"near a corner but out", {0.8, 0.8, 0.8, 2, 2, 2}, Outside},
   };
-  ExpectBoxes(Unit(), cases);
-}
-
-TEST(SphereVolume, Spheres) {
-  SphereCase const cases[] = {
+  ExpectBoxes(ball, boxes);
+  SphereCase const spheres[] = {
       {"small, within", Sphere({0.2, 0, 0}, 0.5), Inside},
       // Inside asks only for the centre and the size, not for containment.
       {"small centre in, reaching out", Sphere({0.9, 0, 0}, 0.5), Inside},
@@ -42,27 +35,15 @@ TEST(SphereVolume, Spheres) {
       {"touching from outside", Sphere({3, 0, 0}, 2), Crossing},
       {"apart", Sphere({3, 0, 0}, 1.5), Outside},
   };
-  ExpectSpheres(Unit(), cases);
-}
-
-TEST(SphereVolume, SphereTestDerivesTheRadius) {
-  auto other = Sphere({3, 0, 0}, 2);
-  Unit().TestSphere(other);
-  EXPECT_EQ(other.radius, 2);
+  ExpectSpheres(ball, spheres);
   // The volume's own radius is derived from its square when not given.
-  SphereVolume derived({0, 0, 0}, 1, -1.0);
   auto touching = Sphere({3, 0, 0}, 2);
-  EXPECT_EQ(derived.TestSphere(touching), Crossing);
+  EXPECT_EQ(SphereVolume({0, 0, 0}, 1, -1.0).TestSphere(touching), Crossing);
+  EXPECT_EQ(touching.radius, 2);
 }
 
-TEST(SphereVolume, Segments) {
-  struct Case {
-    char const* name;
-    PointD a, b;
-    uint32_t expected;
-    PointD hit;
-  };
-  Case const cases[] = {
+TEST(SphereVolume, SegmentsAndTriangles) {
+  SegmentCase const segments[] = {
       {"both ends in", {-0.5, 0, 0}, {0.5, 0, 0}, Inside, {-0.5, 0, 0}},
       {"first end in", {0.5, 0, 0}, {3, 0, 0}, Crossing, {0.5, 0, 0}},
       {"second end in", {3, 0, 0}, {0.5, 0, 0}, Crossing, {0.5, 0, 0}},
@@ -74,42 +55,20 @@ TEST(SphereVolume, Segments) {
       {"a point outside", {2, 0, 0}, {2, 0, 0}, Outside, {}},
   };
   auto ball = Unit();
-  for (auto const& c : cases) {
-    PointD const points[2] = {c.a, c.b};
-    PointD hit{-7, -7, -7};
-    EXPECT_EQ(ball.TestSegment(points, hit), c.expected) << c.name;
-    if (c.expected != Outside) {
-      EXPECT_EQ(hit, c.hit) << c.name;
-    }
-  }
-}
-
-TEST(SphereVolume, Triangles) {
-  struct Case {
-    char const* name;
-    Triangle t;
-    uint32_t expected;
+  ExpectSegments(ball, segments);
+  TriangleCase const triangles[] = {
+      {"within", {{{-0.5, 0, 0}, {0.5, 0, 0}, {0, 0.5, 0}}}, Inside, {}},
+      {"one vertex in", {{{0.5, 0, 0}, {3, 0, 0}, {3, 3, 0}}}, Crossing, {}},
+      {"an edge through it", {{{-2, 0.5, 0}, {2, 0.5, 0}, {0, 5, 0}}}, Crossing, {}},
+      {"over the centre", {{{-10, -10, 0.5}, {10, -10, 0.5}, {0, 10, 0.5}}}, Crossing, {}},
+      {"in a tangent plane", {{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}}, Outside, {}},
+      {"beside, in a plane through the centre", {{{-2, 1.5, 0}, {2, 1.5, 0}, {0, 5, 0}}}, Outside, {}},
+      {"two equal vertices across it", {{{-2, 0, 0}, {-2, 0, 0}, {2, 0, 0}}}, Outside, {}},
+      {"far", {{{5, 5, 5}, {6, 5, 5}, {5, 6, 5}}}, Outside, {}},
   };
-  Case const cases[] = {
-      {"within", {{{-0.5, 0, 0}, {0.5, 0, 0}, {0, 0.5, 0}}}, Inside},
-      {"one vertex in", {{{0.5, 0, 0}, {3, 0, 0}, {3, 3, 0}}}, Crossing},
-      {"an edge through it", {{{-2, 0.5, 0}, {2, 0.5, 0}, {0, 5, 0}}}, Crossing},
-      {"over the centre", {{{-10, -10, 0.5}, {10, -10, 0.5}, {0, 10, 0.5}}}, Crossing},
-      {"in a tangent plane", {{{-10, -10, 1}, {10, -10, 1}, {0, 10, 1}}}, Outside},
-      {"beside, in a plane through the centre", {{{-2, 1.5, 0}, {2, 1.5, 0}, {0, 5, 0}}}, Outside},
-      {"two equal vertices across it", {{{-2, 0, 0}, {-2, 0, 0}, {2, 0, 0}}}, Outside},
-      {"far", {{{5, 5, 5}, {6, 5, 5}, {5, 6, 5}}}, Outside},
-  };
-  auto ball = Unit();
-  for (auto const& c : cases) {
-    PointD hit;
-    uint32_t const result = ball.TestTriangle(c.t.data(), hit);
-    EXPECT_EQ(result, c.expected) << c.name;
-    // A hit may lie on the sphere, where rounding can put it a hair outside.
-    if (result != Outside) {
-      EXPECT_LE(ball.DistanceSquared(hit), 1 + 1e-12) << c.name;
-    }
-  }
+  // A hit may lie on the sphere, where rounding can put it a hair outside.
+  ExpectTriangles(ball, triangles,
+                  [&](TriangleCase const&, PointD hit) { return ball.DistanceSquared(hit) <= 1 + 1e-12; });
 }
 
 TEST(SphereVolume, RadiusZeroHoldsOnlyItsCentre) {
