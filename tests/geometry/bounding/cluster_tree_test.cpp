@@ -97,16 +97,5 @@ TEST(BuildBoundingTree, DegenerateBoxesEndAndKeepEveryItem) {
   }
 }
 
-TEST(ClusterTree, NothingToClusterLeavesTheTreeAlone) {
-  auto set = test::ClusteredItems(100, 8);
-  for (auto& item : set.items) item.weight = 1;
-  BoundingNode root;
-  root.bounds = set.bounds;
-  for (auto* item : set.pointers) InsertItem(root, item, 0);
-  ClusterTree(root, {4, nullptr});
-  EXPECT_FALSE(root.clusters);
-  EXPECT_EQ(root.items.size(), 100u);
-}
-
 }  // namespace
 }  // namespace QX::Store

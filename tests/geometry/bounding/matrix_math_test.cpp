@@ -2,37 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 namespace QX::Store {
 namespace {
-
-PointD Through(Matrix const& m, PointD p) {
-  TransformPoints(m, &p, 1);
-  return p;
-}
 
 void ExpectNear(PointD a, PointD b) {
   EXPECT_NEAR(a.x, b.x, 1e-9);
   EXPECT_NEAR(a.y, b.y, 1e-9);
   EXPECT_NEAR(a.z, b.z, 1e-9);
-}
-
-TEST(Concat, AppliesTheLeftMatrixFirstAndExpandAgrees) {
-  std::mt19937 gen(3);
-  std::uniform_real_distribution<double> value(-2, 2);
-  for (int round = 0; round < 50; ++round) {
-    Matrix a, b;
-    for (double& e : a) e = value(gen);
-    for (double& e : b) e = value(gen);
-    PointD const p{value(gen), value(gen), value(gen)};
-    PointD const expected = Through(b, Through(a, p));
-    ExpectNear(Through(Concat(a, b), p), expected);
-    Matrix4 const e = Expand(Concat(a, b));
-    ExpectNear({e[0] * p.x + e[1] * p.y + e[2] * p.z + e[3], e[4] * p.x + e[5] * p.y + e[6] * p.z + e[7],
-                e[8] * p.x + e[9] * p.y + e[10] * p.z + e[11]},
-               expected);
-  }
 }
 
 TEST(TransformCamera, FollowsRotationScaleAndTranslationKeepingSigns) {
