@@ -48,21 +48,18 @@ Bytes HuffmanTable(uint8_t head, std::vector<uint8_t> const& counts) {
   return table;
 }
 
-TEST(JpegCheck, WrittenAndSampleJpegsPass) {
-  EXPECT_TRUE(WellFormed(Jpeg(37, 21)));
+// Written and sample JPEGs pass, as does one cut inside its scan data (the
+// decoder's to cope with); damaged segments are refused.
+TEST(JpegCheck, DamagedSegmentsAreRefused) {
   for (char const* name : {"spider_obj/drkwood2.jpg", "spider_obj/SpiderTex.jpg",
                            "vianney_house_2/textures/starirs_steps_baseColor.jpeg"}) {
-    Bytes const jpeg = test::ReadAll(test::SampleTexture(name));
-    if (jpeg.empty()) continue;
-    EXPECT_TRUE(WellFormed(jpeg)) << name;
+    Bytes const sample = test::SampleTexture(name);
+    EXPECT_TRUE(sample.empty() || WellFormed(sample)) << name;
   }
-  // A file cut inside its scan data is the decoder's to cope with.
   Bytes const whole = Jpeg(64, 64);
   EXPECT_TRUE(WellFormed(Bytes(whole.begin(), whole.end() - 40)));
-}
-
-TEST(JpegCheck, DamagedSegmentsAreRefused) {
   Bytes const jpeg = Jpeg(16, 16);
+  EXPECT_TRUE(WellFormed(jpeg));
   struct Case {
     char const* what;
     Bytes bytes;
