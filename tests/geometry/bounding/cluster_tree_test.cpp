@@ -5,7 +5,6 @@
 #include <map>
 
 #include "TreeTestSupport.h"
-#include "geometry/bounding/BoundingTreeFile.h"
 
 namespace QX::Store {
 namespace {
@@ -55,20 +54,6 @@ TEST(BuildBoundingTree, RandomSeedsKeepEveryItemOnceOnOneOrManyThreads) {
     ExpectSoundTree(*root, set);
     EXPECT_TRUE(HasClusters(*root));
   }
-}
-
-TEST(BuildBoundingTree, InjectedSeedsGiveTheSameTree) {
-  ClusterOptions options;
-  options.threads = 3;
-  options.seed = [](uint32_t thread, uint64_t task) {
-    return static_cast<uint32_t>(thread * 7919 + task * 104729 + 1);
-  };
-  std::vector<uint8_t> first, second;
-  auto a = test::ClusteredItems(4000, 2);
-  auto b = test::ClusteredItems(4000, 2);
-  WriteTree(*BuildBoundingTree(a.pointers, a.bounds, options), first);
-  WriteTree(*BuildBoundingTree(b.pointers, b.bounds, options), second);
-  EXPECT_EQ(first, second);
 }
 
 TEST(BuildBoundingTree, DegenerateBoxesEndAndKeepEveryItem) {

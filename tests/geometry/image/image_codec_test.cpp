@@ -156,6 +156,23 @@ TEST(DecodeImage, FallbackPalettes) {
   EXPECT_FALSE(Decode(test::DamageSignature(png)).ok);
 }
 
+// Cut PNGs and garbled or cut JPEGs decode to whole images or not at all.
+TEST(DecodeImage, SurvivesTruncatedAndGarbledData) {
+  for (Bytes const& png : {RgbaPng(40, 30), test::DamageSignature(RgbaPng(40, 30))}) {
+    for (long cut = 0; cut < long(png.size()); cut += 7) {
+      Decoded const d = Decode(Bytes(png.begin(), png.begin() + cut));
+      EXPECT_TRUE(!d.ok || d.pixels.size() == size_t{d.width} * d.height * d.channels) << cut;
+    }
+  }
+  Bytes const jpeg = test::SampleTexture("spider_obj/SpiderTex.jpg");
+  for (size_t at = 2; at < jpeg.size(); at += 97) {
+    Bytes garbled = jpeg;
+    garbled[at] ^= 0x5A;
+    Decode(garbled, kImageFileUnchanged);
+    Decode(Bytes(jpeg.begin(), jpeg.begin() + long(at)), kImageFileUnchanged);
+  }
+}
+
 TEST(DecodeImage, RefusesHugeDeclaredSizesBeforeAllocating) {
   // The second size fits in memory, but the data holds 16 x 16 pixels only.
   for (auto [width, height] : {std::pair{100000u, 100000u}, {65536u, 1025u}}) {

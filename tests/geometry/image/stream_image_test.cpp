@@ -175,17 +175,6 @@ TEST_F(StreamImageTest, SmallImageIsOneRawBlockWithExactBytes) {
   EXPECT_EQ(model_.Block(image.toc[0]), expected);
 }
 
-TEST_F(StreamImageTest, LargeRawBlockIsCompressedWhenThatPays) {
-  Bytes const pixels = Gradient(64, 1000, 3);
-  ImageRecord const image = Optimize({64, 1000, kImageRGB, pixels});
-  ASSERT_EQ(image.toc.size(), 1u);
-  Bytes const plain = model_.Block(image.toc[0]);
-  EXPECT_LT(image.toc[0].size, plain.size());  // what lies in the file is the wrapper
-  Block const block = ParseBlock(plain);
-  EXPECT_EQ(block.data, pixels);
-  EXPECT_EQ(block.data_format, kImageRGB);
-}
-
 TEST_F(StreamImageTest, OpaqueAlphaIsStrippedTranslucentKept) {
   Bytes pixels = Gradient(150, 130, 4);
   for (size_t i = 3; i < pixels.size(); i += 4) pixels[i] = 255;

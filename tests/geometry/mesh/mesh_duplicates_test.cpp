@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 
 #include "MemoryFile.h"
@@ -96,6 +95,9 @@ TEST(MeshDuplicates, FewerThan32PointsAreNeverCompared) {
   TestMesh thirty_two = small;
   model.Insert(small);
   EXPECT_EQ(kFirst + 2, model.Insert(thirty_two).duplicate_of);
+
+  TestMesh empty;
+  EXPECT_EQ((BoundingBox{0, 0, 0, 0, 0, 0}), model.Insert(empty).bounds);
 }
 
 TEST(MeshDuplicates, SameHashOtherShapeStaysAndTheSeventhIsNotCompared) {
@@ -156,31 +158,4 @@ TEST(MeshDuplicates, FlatMeshesAreFoundLinesAreNot) {
   EXPECT_EQ(0u, r.content_hash);
   EXPECT_EQ(0u, r.duplicate_of);
   EXPECT_NE(-1, r.stored_offset);
-}
-
-TEST(MeshDuplicates, EmptyMeshHasZeroBounds) {
-  Meshes model;
-  TestMesh empty;
-  EXPECT_EQ((BoundingBox{0, 0, 0, 0, 0, 0}), model.Insert(empty).bounds);
-}
-
-TEST(MeshDuplicates, ReferencePointsSpanTheMesh) {
-  std::vector<Point> const points = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {1, 3, 0}, {1, 1, 0},
-                                     {1, 1, 2}, {1, 1, -2}};
-  // A = 0, B = 2 span x; 3 is farthest from that line; 5 is the first of the
-  // two farthest from the plane z = 0.
-  ReferencePoints const r = PickReferencePoints(points.data(), 7, 0, 2);
-  EXPECT_EQ((ReferencePoints{0, 2, 3, 5}), r);
-  Frame const f = MakeFrame(points.data(), r);
-  EXPECT_EQ((Frame{-2, 0, 0, 0, -1, -3, 0, 0, -1, -1, -2, 0, 0, 0, 0, 1}), f);
-
-  std::vector<Point> const flat(points.begin(), points.begin() + 5);
-  ReferencePoints const p = PickReferencePoints(flat.data(), 5, 0, 2);
-  EXPECT_EQ(kNoIndex, p[3]);
-  Frame const g = MakeFrame(flat.data(), p);
-  EXPECT_EQ(6.0f, g[10]);  // (P0 - P1) x (P0 - P2) = (-2,0,0) x (-1,-3,0)
-
-  std::vector<Point> const line = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
-  EXPECT_EQ((ReferencePoints{kNoIndex, kNoIndex, kNoIndex, kNoIndex}),
-            PickReferencePoints(line.data(), 3, 0, 2));
 }

@@ -71,23 +71,5 @@ TEST(SphereVolume, SegmentsAndTriangles) {
                   [&](TriangleCase const&, PointD hit) { return ball.DistanceSquared(hit) <= 1 + 1e-12; });
 }
 
-TEST(SphereVolume, RadiusZeroHoldsOnlyItsCentre) {
-  SphereVolume point({1, 2, 3}, 0, 0);
-  EXPECT_TRUE(point.ContainsPoint({1, 2, 3}));
-  EXPECT_FALSE(point.ContainsPoint({1, 2, 3.0000001}));
-  EXPECT_EQ(point.TestBox({0, 0, 0, 2, 4, 4}), Crossing);
-  EXPECT_EQ(point.TestBox({1, 2, 3, 1, 2, 3}), Inside);
-  PointD const through[2] = {{0, 2, 3}, {2, 2, 3}};
-  PointD hit;
-  EXPECT_EQ(point.TestSegment(through, hit), Crossing);
-  EXPECT_EQ(hit, (PointD{1, 2, 3}));
-  // A triangle's plane through the centre is at distance 0, which isn't
-  // below a radius of 0.
-  Triangle const t{{{0, 0, 3}, {4, 0, 3}, {0, 4, 3}}};
-  EXPECT_EQ(point.TestTriangle(t.data(), hit), Outside);
-  auto same = Sphere({1, 2, 3}, 0);
-  EXPECT_EQ(point.TestSphere(same), Inside);
-}
-
 }  // namespace
 }  // namespace QX::Store
