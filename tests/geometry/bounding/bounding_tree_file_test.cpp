@@ -50,23 +50,6 @@ TEST(WriteTree, SingleNodeTreeBytes) {
   EXPECT_EQ(stream, expected_stream);
 }
 
-TEST(VisitTree, PathsReplaceTheNibbleOfTheParentsDepthCountingWrittenChildren) {
-  BoundingNode root;
-  root.bounds = {0, 0, 0, 8, 8, 8};
-  root.octants = std::make_unique<std::array<BoundingNode, 8>>();
-  root.clusters = std::make_unique<std::array<BoundingNode, 7>>();
-  BoundingItem a{1, 1, {1, 1, 1, 2, 2, 2}};
-  (*root.octants)[3].items.push_back(&a);  // first written child: k = 0
-  (*root.clusters)[5].items.push_back(&a);  // second: k = 1
-  (*root.clusters)[5].octants = std::make_unique<std::array<BoundingNode, 8>>();
-  (*(*root.clusters)[5].octants)[7].items.push_back(&a);
-  std::vector<uint64_t> paths;
-  VisitTree(root, kRootPath, 0, [&](uint64_t path, BoundingBox const&, std::span<BoundingItem* const>) {
-    paths.push_back(path);
-  });
-  EXPECT_EQ(paths, (std::vector<uint64_t>{~0ull, ~0ull << 4, (~0ull << 4) | 1, (~0ull << 8) | 0x01}));
-}
-
 // A tree made over the items with bounds, written to a file and read back
 // over blank items: every item regains its weight and box, and the tree
 // read writes the same bytes.

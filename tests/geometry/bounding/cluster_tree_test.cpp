@@ -56,31 +56,5 @@ TEST(BuildBoundingTree, RandomSeedsKeepEveryItemOnceOnOneOrManyThreads) {
   }
 }
 
-TEST(BuildBoundingTree, DegenerateBoxesEndAndKeepEveryItem) {
-  struct Case {
-    char const* name;
-    BoundingBox (*box)(size_t i);
-  };
-  Case const cases[] = {
-      {"identical", [](size_t) { return BoundingBox{1, 1, 1, 2, 2, 2}; }},
-      {"one point", [](size_t) { return BoundingBox{3, 3, 3, 3, 3, 3}; }},
-      {"one line", [](size_t i) { float x = float(i); return BoundingBox{x, 0, 0, x + 1, 0, 0}; }},
-      {"flat", [](size_t i) { float x = float(i % 20), y = float(i / 20);
-                             return BoundingBox{x, y, 5, x + 0.5f, y + 0.5f, 5}; }},
-  };
-  for (auto const& c : cases) {
-    SCOPED_TRACE(c.name);
-    test::ItemSet set;
-    set.items.resize(400);
-    for (size_t i = 0; i < set.items.size(); ++i) {
-      set.items[i] = {static_cast<uint32_t>(i + 1), 3, c.box(i)};
-      Unite(set.bounds, set.items[i].bounds);
-    }
-    for (auto& item : set.items) set.pointers.push_back(&item);
-    auto root = BuildBoundingTree(set.pointers, set.bounds, {2, nullptr});
-    ExpectSoundTree(*root, set);
-  }
-}
-
 }  // namespace
 }  // namespace QX::Store

@@ -28,16 +28,6 @@ TEST(ComputeInstanceBounds, WeightIsKibibytesOfValidEntriesAndAtLeastOne) {
   EXPECT_FALSE(no_data.bounds.Valid());
 }
 
-TEST(ComputeInstanceBounds, DuplicateMatrixActsBeforeTheInstanceMatrix) {
-  Matrix const scale = {2, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0};
-  Matrix const move = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10, 0, 0};
-  BoundingItem item;
-  ASSERT_TRUE(ComputeInstanceBounds(item, Mesh({{0, 1}}), scale, &move));
-  EXPECT_EQ(item.bounds, (BoundingBox{20, 0, 0, 22, 4, 6}));  // (p + 10) * 2
-  ASSERT_TRUE(ComputeInstanceBounds(item, Mesh({{0, 1}}), move, &scale));
-  EXPECT_EQ(item.bounds, (BoundingBox{10, 0, 0, 12, 4, 6}));  // p * 2 + 10
-}
-
 TEST(ComputeModelBounds, UnitesKnownAndComputedBoxesSkippingFailures) {
   std::vector<BoundingItem> items(3);
   items[0].bounds = {-5, 0, 0, -4, 1, 1};  // already known: not recomputed

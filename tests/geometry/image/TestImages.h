@@ -110,31 +110,6 @@ inline Bytes WithPadding(Bytes png, size_t bytes) {
   return png;
 }
 
-// A gray PNG of any size, written with zlib directly: a smooth ramp,
-// quick to make even with hundreds of millions of pixels.
-inline Bytes MakeLargeGrayPng(uint32_t width, uint32_t height) {
-  Bytes raw(size_t{height} * (width + 1));
-  for (uint32_t y = 0; y < height; ++y) {
-    uint8_t* row = raw.data() + size_t{y} * (width + 1);
-    row[0] = 0;  // no filter
-    for (uint32_t x = 0; x < width; ++x) row[1 + x] = uint8_t((x + y) / 64);
-  }
-  uLongf packed_size = compressBound(uLong(raw.size()));
-  Bytes packed(packed_size);
-  compress2(packed.data(), &packed_size, raw.data(), uLong(raw.size()), 1);
-  packed.resize(packed_size);
-
-  Bytes out = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  Bytes header(13);
-  PutU32BE(header, 0, width);
-  PutU32BE(header, 4, height);
-  header[8] = 8;  // bits per sample; color type 0, gray
-  AppendChunk(out, "IHDR", header);
-  AppendChunk(out, "IDAT", packed);
-  AppendChunk(out, "IEND", {});
-  return out;
-}
-
 // A 24-bit uncompressed BMP.
 inline Bytes MakeBmp(uint32_t width, uint32_t height) {
   uint32_t const row = (width * 3 + 3) & ~3u;

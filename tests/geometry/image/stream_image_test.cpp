@@ -232,15 +232,6 @@ TEST_F(StreamImageTest, FileImagesKeepTheirBytesUnlessResizedOrAlwaysConverted) 
   EXPECT_EQ(fallback.toc[1], (ImageTocEntry{0, 0, kImageTocStored, kImageFilePng, 0}));
 }
 
-// 16400 x 4100 pixels, more than 2^26: decoded, scaled and sent as PNG.
-TEST_F(StreamImageTest, FileImageOfSixtySevenMillionPixelsIsScaled) {
-  ImageRecord const image = Optimize(FileImage(test::MakeLargeGrayPng(16400, 4100), kImageFilePng));
-  ASSERT_NE(image.toc, std::vector<ImageTocEntry>{kNoImageData});
-  EXPECT_EQ(MainSize(image), std::make_pair(2048u, 512u));
-  EXPECT_EQ(BlockOf(image, kImageTocPreview).data.size(), 64u * 64);
-  EXPECT_TRUE(model_.lines.empty());
-}
-
 // Bad or missing data gives the no-data entry, silently: a header bigger
 // than its file is damaged data. A file whose pixels need more memory than
 // decoding may take is refused too, and says so.

@@ -51,34 +51,6 @@ struct Meshes {
 
 }  // namespace
 
-TEST(MeshDuplicates, TranslationAndExactRepetition) {
-  Meshes model;
-  TestMesh first = GridMesh(6);  // 36 points
-  TestMesh moved = GridMesh(6, 10, -20, 0.5f);
-  TestMesh again = GridMesh(6);
-  model.Insert(first);
-  size_t const stored_size = model.stored.bytes.size();
-
-  MeshRecord const m = model.Insert(moved);
-  EXPECT_EQ(kFirst, m.duplicate_of);
-  ASSERT_EQ(1u, model.matrices.size());
-  EXPECT_EQ(1u, m.duplicate_matrix);
-  Matrix const& t = model.matrices[0];
-  Matrix const expected = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10, -20, 0.5};
-  for (size_t i = 0; i < 12; ++i) EXPECT_NEAR(expected[i], t[i], 1e-4) << i;
-  EXPECT_EQ(-1, m.stored_offset);
-  EXPECT_EQ(0u, m.content_hash);
-
-  MeshRecord const a = model.Insert(again);
-  EXPECT_EQ(kFirst, a.duplicate_of);
-  EXPECT_EQ(0u, a.duplicate_matrix);
-  EXPECT_EQ(1u, model.matrices.size());
-  EXPECT_EQ(stored_size, model.stored.bytes.size());
-  EXPECT_EQ((std::vector<MeshKey>{kFirst + 1, kFirst + 2}), model.duplicates[kFirst]);
-  EXPECT_EQ((std::vector<MeshKey>{kFirst}), model.candidates[model.records[0].content_hash]);
-  EXPECT_EQ((BoundingBox{10, -20, 0.5f, 15, -12.5f, 9.875f}), m.bounds);
-}
-
 TEST(MeshDuplicates, FewerThan32PointsAreNeverCompared) {
   Meshes model;
   TestMesh small = GridMesh(5);  // 25 points

@@ -20,20 +20,6 @@ void AddTriangle(std::vector<PointD>& p, double x, double y, double z, double si
   p.push_back({x, y + size, z});
 }
 
-TEST(MeshHitTest, WholeAsksForEverythingTestedToBeInside) {
-  auto box = BoxVolume({0, 0, 0}, {1, 1, 1});
-  std::vector<PointD> mesh;
-  AddTriangle(mesh, 0.5, 0.5, 0.5);
-  AddTriangle(mesh, 3, 3, 3);
-  MeshHitTest test;
-  EXPECT_EQ(test.Run(box, {}, false, kAll, mesh, FacesOnly(mesh)), Inside);  // stops at the first
-  EXPECT_EQ(test.Run(box, {}, true, kAll, mesh, FacesOnly(mesh)), Crossing);
-  std::vector<PointD> inside;
-  AddTriangle(inside, 0.5, 0.5, 0.5);
-  AddTriangle(inside, 0.3, 0.3, 0.3);
-  EXPECT_EQ(test.Run(box, {}, true, kAll, inside, FacesOnly(inside)), Inside);
-}
-
 TEST(MeshHitTest, OnlyClassesThatCountAreTested) {
   auto box = BoxVolume({0, 0, 0}, {1, 1, 1});
   // A triangle far away, a segment through the box, a point inside.

@@ -11,33 +11,6 @@ using namespace VolumeTest;
 
 PlaneVolume Cube() { return BoxVolume({0, 0, 0}, {2, 2, 2}); }
 
-TEST(PlaneVolume, PointsBoxesAndSpheres) {
-  auto volume = Cube();
-  EXPECT_TRUE(volume.ContainsPoint({0, 0, 0}));  // the boundary is in
-  EXPECT_TRUE(volume.ContainsPoint({2, 2, 2}));
-  EXPECT_FALSE(volume.ContainsPoint({2.000001, 1, 1}));
-  EXPECT_FALSE(volume.ContainsPoint({1, -1e-12, 1}));
-  BoxCase const boxes[] = {
-      {"within", {0.5, 0.5, 0.5, 1.5, 1.5, 1.5}, Inside},
-      {"the volume itself", {0, 0, 0, 2, 2, 2}, Inside},
-      {"half out", {1, 1, 1, 3, 3, 3}, Crossing},
-      {"around the volume", {-1, -1, -1, 3, 3, 3}, Crossing},
-      {"apart", {3, 0, 0, 4, 2, 2}, Outside},
-      {"touching a face from outside", {2, 0, 0, 3, 2, 2}, Outside},
-      {"a point box on a face", {2, 1, 1, 2, 1, 1}, Outside},
-  };
-  ExpectBoxes(volume, boxes);
-  SphereCase const spheres[] = {
-      {"within", Sphere({1, 1, 1}, 0.5), Inside},
-      {"touching the faces from inside", Sphere({1, 1, 1}, 1), Inside},
-      {"half out", Sphere({2, 1, 1}, 0.5), Crossing},
-      {"apart", Sphere({3, 1, 1}, 0.5), Outside},
-      {"touching a face from outside", Sphere({3, 1, 1}, 1), Outside},
-      {"reaching in", Sphere({3, 1, 1}, 1.5), Crossing},
-  };
-  ExpectSpheres(volume, spheres);
-}
-
 TEST(PlaneVolume, SegmentsAndTriangles) {
   SegmentCase const segments[] = {
       {"both ends in", {0.5, 1, 1}, {1.5, 1, 1}, Inside, {1.5, 1, 1}},
