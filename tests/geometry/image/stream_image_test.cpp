@@ -175,7 +175,7 @@ TEST_F(StreamImageTest, SmallImageIsOneRawBlockWithExactBytes) {
   EXPECT_EQ(model_.Block(image.toc[0]), expected);
 }
 
-TEST_F(StreamImageTest, OpaqueAlphaIsStrippedTranslucentKept) {
+TEST_F(StreamImageTest, OpaqueAlphaIsStripped) {
   Bytes pixels = Gradient(150, 130, 4);
   for (size_t i = 3; i < pixels.size(); i += 4) pixels[i] = 255;
   ImageRecord const image = Optimize({150, 130, kImageRGBA, pixels});
@@ -194,13 +194,6 @@ TEST_F(StreamImageTest, OpaqueAlphaIsStrippedTranslucentKept) {
   for (size_t i = 0; i < pixels.size(); i += 4) rgb.insert(rgb.end(), {pixels[i], pixels[i + 1], pixels[i + 2]});
   EXPECT_EQ(DecodePng(main.data, 3), rgb);
   for (auto const& e : image.toc) EXPECT_EQ(e.format, kImageRGB);
-
-  Bytes const translucent = test::Pattern(70, 200, 4);
-  ImageRecord const kept = Optimize({70, 200, kImageRGBA, translucent});
-  Block const kept_main = BlockOf(kept, kImageTocMain);
-  EXPECT_EQ(kept_main.pixel_format, kImageRGBA);
-  EXPECT_EQ(DecodePng(kept_main.data, 4), translucent);
-  EXPECT_EQ(BlockOf(kept, kImageTocPreview).data.size(), 64u * 64 * 4);
 }
 
 TEST_F(StreamImageTest, FileImagesKeepTheirBytesUnlessResizedOrAlwaysConverted) {

@@ -41,16 +41,6 @@ inline BoundingSphere Sphere(PointD center, double radius) {
 }
 
 // Rows of the table-driven tests: a shape and what the volume says of it.
-struct BoxCase {
-  char const* name;
-  BoundingBoxD box;
-  uint32_t expected;
-};
-struct SphereCase {
-  char const* name;
-  BoundingSphere sphere;
-  uint32_t expected;
-};
 struct SegmentCase {
   char const* name;
   PointD a, b;
@@ -63,20 +53,6 @@ struct TriangleCase {
   uint32_t expected;
   PointD hit;  // checked only where the test names it
 };
-
-inline void ExpectBoxes(SelectionVolume const& volume, std::span<BoxCase const> cases) {
-  for (auto const& c : cases) EXPECT_EQ(volume.TestBox(c.box), c.expected) << c.name;
-}
-
-// Each sphere's test, and its rate: -1 outside, else the squared distance
-// of its centre. The tests fill in a sphere's radius, so each takes a copy.
-inline void ExpectSpheres(SelectionVolume const& volume, std::span<SphereCase const> cases) {
-  for (SphereCase c : cases) {
-    EXPECT_EQ(volume.TestSphere(c.sphere), c.expected) << c.name;
-    double const rate = c.expected == VolumeTest::Outside ? -1.0 : volume.DistanceSquared(c.sphere.center);
-    EXPECT_EQ(volume.Rate(c.sphere), rate) << c.name;
-  }
-}
 
 inline void ExpectSegments(SelectionVolume& volume, std::span<SegmentCase const> cases) {
   for (auto const& c : cases) {
