@@ -1,3 +1,5 @@
+// The tree file: exact bytes of a small tree, round trips of built trees,
+// damaged files, and the node paths of the stream tree.
 #include "geometry/bounding/BoundingTreeFile.h"
 
 #include <gtest/gtest.h>
@@ -5,16 +7,15 @@
 #include <bit>
 
 #include "TreeTestSupport.h"
+#include "geometry/bounding/BoundingTree.h"
 #include "geometry/bounding/ClusterTree.h"
+#include "tests/geometry/mesh/MemoryFile.h"
 
 namespace QX::Store {
 namespace {
 
 uint32_t U32(std::vector<uint8_t> const& b, size_t at) {
   return b[at] | b[at + 1] << 8 | b[at + 2] << 16 | uint32_t{b[at + 3]} << 24;
-}
-uint64_t U64(std::vector<uint8_t> const& b, size_t at) {
-  return U32(b, at) | uint64_t{U32(b, at + 4)} << 32;
 }
 
 std::vector<uint8_t> Le(std::initializer_list<uint32_t> words) {
@@ -25,19 +26,6 @@ std::vector<uint8_t> Le(std::initializer_list<uint32_t> words) {
   return out;
 }
 uint32_t F(float f) { return std::bit_cast<uint32_t>(f); }
-
-ItemLookup LookupIn(test::ItemSet& set) {
-  return [&set](uint32_t key) -> BoundingItem* {
-    return key >= 1 && key <= set.items.size() ? &set.items[key - 1] : nullptr;
-  };
-}
-
-std::unique_ptr<BoundingNode> SeededTree(test::ItemSet& set) {
-  ClusterOptions options;
-  options.threads = 2;
-  options.seed = [](uint32_t thread, uint64_t task) { return static_cast<uint32_t>(thread + 31 * task); };
-  return BuildBoundingTree(set.pointers, set.bounds, options);
-}
 
 TEST(WriteTree, SingleNodeTreeBytes) {
   BoundingItem a{7, 3, {1, 2, 3, 4, 5, 6}};
@@ -62,31 +50,59 @@ TEST(WriteTree, SingleNodeTreeBytes) {
   EXPECT_EQ(stream, expected_stream);
 }
 
-TEST(ReadTree, RoundTripRestoresItemsAndGivesTheSameBytes) {
-  auto set = test::ClusteredItems(3000, 13);
-  auto root = SeededTree(set);
-  std::vector<uint8_t> bytes;
-  WriteTree(*root, bytes);
+// A tree made over the items with bounds, written to a file and read back
+// over blank items: every item regains its weight and box, and the tree
+// read writes the same bytes.
+TEST(BoundingTree, MadeOverValidItemsAndReadBackFromAFile) {
+  auto set = test::ClusteredItems(3000, 19);
+  set.items[5].bounds = BoundingBox{};
+  auto tree = MakeBoundingTree(set.items, {2, nullptr});
+  ASSERT_TRUE(tree && tree->root);
+  size_t count = 0;
+  BoundingBox united;
+  VisitTree(*tree->root, kRootPath, 0, [&](uint64_t, BoundingBox const&, std::span<BoundingItem* const> items) {
+    for (auto const* item : items) {
+      ++count;
+      Unite(united, item->bounds);
+      EXPECT_TRUE(item >= tree->items.data() && item < tree->items.data() + tree->items.size());
+    }
+  });
+  EXPECT_EQ(count, 2999u);
+  EXPECT_TRUE(Contains(tree->root->bounds, united));
 
-  auto copy = test::ClusteredItems(3000, 13);
-  for (auto& item : copy.items) item = {item.key, 0, BoundingBox{}};
-  auto read = ReadTree(bytes, LookupIn(copy));
+  qx_test::MemoryFile file;
+  std::vector<uint8_t> bytes;
+  WriteTree(*tree->root, bytes);
+  ASSERT_EQ(file.Write(bytes.data(), bytes.size()), bytes.size());
+  std::vector<BoundingItem> blank;
+  for (auto const& item : set.items) blank.push_back({item.key, 0, BoundingBox{}});
+  BoundingBox root_box;
+  ASSERT_TRUE(ReadRootBox(file, root_box));
+  EXPECT_TRUE(Contains(root_box, united) && Contains(united, root_box));
+  auto read = ReadBoundingTree(file, blank);
   ASSERT_TRUE(read);
   for (size_t i = 0; i < set.items.size(); ++i) {
-    EXPECT_EQ(copy.items[i].weight, set.items[i].weight);
-    EXPECT_EQ(copy.items[i].bounds, set.items[i].bounds);
+    EXPECT_EQ(read->items[i].bounds, set.items[i].bounds);
+    EXPECT_EQ(read->items[i].weight, i == 5 ? 0u : set.items[i].weight);
   }
   std::vector<uint8_t> again;
-  WriteTree(*read, again);
+  WriteTree(*read->root, again);
   EXPECT_EQ(again, bytes);
+  blank.pop_back();  // a key of the file that the model doesn't know
+  EXPECT_FALSE(ReadBoundingTree(file, blank));
 }
 
 TEST(ReadTree, RejectsDamagedRecords) {
   auto set = test::ClusteredItems(600, 3);
-  auto root = SeededTree(set);
+  ClusterOptions options;
+  options.threads = 2;
+  options.seed = [](uint32_t thread, uint64_t task) { return static_cast<uint32_t>(thread + 31 * task); };
+  auto root = BuildBoundingTree(set.pointers, set.bounds, options);
   std::vector<uint8_t> bytes;
   WriteTree(*root, bytes);
-  auto lookup = LookupIn(set);
+  ItemLookup const lookup = [&set](uint32_t key) -> BoundingItem* {
+    return key >= 1 && key <= set.items.size() ? &set.items[key - 1] : nullptr;
+  };
   for (size_t cut = 0; cut < bytes.size(); cut += 7) {
     EXPECT_FALSE(ReadTree(std::span(bytes.data(), cut), lookup)) << cut;
   }
@@ -95,6 +111,7 @@ TEST(ReadTree, RejectsDamagedRecords) {
     for (int i = 0; i < 4; ++i) copy[at + i] = static_cast<uint8_t>(value >> (8 * i));
     return ReadTree(copy, lookup) != nullptr;
   };
+  ASSERT_TRUE(ReadTree(bytes, lookup));
   EXPECT_FALSE(damaged(0, 112));        // head tag
   EXPECT_FALSE(damaged(16, 80));        // root tag
   EXPECT_FALSE(damaged(16 + 12, 9));    // more than 8 octants
@@ -104,32 +121,6 @@ TEST(ReadTree, RejectsDamagedRecords) {
   std::vector<uint8_t> longer = bytes;
   longer.push_back(0);
   EXPECT_FALSE(ReadTree(longer, lookup));
-}
-
-TEST(WriteStreamTree, NodesAndHeadMatchAWalkOfTheTree) {
-  auto set = test::ClusteredItems(3000, 17);
-  auto root = SeededTree(set);
-  std::vector<uint8_t> bytes;
-  WriteStreamTree(*root, bytes);
-
-  std::vector<std::pair<uint64_t, uint32_t>> walked;  // path, item count
-  uint32_t weight = 0;
-  VisitTree(*root, kRootPath, 0, [&](uint64_t path, BoundingBox const&, std::span<BoundingItem* const> items) {
-    walked.push_back({path, static_cast<uint32_t>(items.size())});
-    for (auto const* item : items) weight += item->weight;
-  });
-  ASSERT_EQ(U32(bytes, 0), 111u);
-  EXPECT_EQ(U32(bytes, 4), bytes.size());
-  EXPECT_EQ(U32(bytes, 8), walked.size());
-  EXPECT_EQ(U32(bytes, 12), weight);
-  ASSERT_EQ(bytes.size(), 16 + 48 * walked.size());
-
-  for (size_t n = 0; n < walked.size(); ++n) {
-    size_t const at = 16 + 48 * n;
-    EXPECT_EQ(U32(bytes, at), 79u);
-    EXPECT_EQ(U32(bytes, at + 4), walked[n].second);
-    EXPECT_EQ(U64(bytes, at + 16), walked[n].first);
-  }
 }
 
 }  // namespace

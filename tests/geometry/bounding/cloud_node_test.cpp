@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <numeric>
 #include <random>
 
@@ -90,14 +89,6 @@ TEST(CloudNode, SmallAndDegenerateCloudsStayInOneNode) {
   }
   CloudNode const empty = BuildCloudTree(nullptr, 0);
   EXPECT_FALSE(empty.Used());
-}
-
-TEST(CloudNode, PointsWithNanDropOut) {
-  std::vector<Point> points = RandomCloud(100, 3, 0);
-  points[10].y = std::nanf("");
-  CloudNode const root = BuildCloudTree(points.data(), points.size());
-  EXPECT_EQ(root.indices.size(), 99u);
-  EXPECT_EQ(std::count(root.indices.begin(), root.indices.end(), 10u), 0);
 }
 
 TEST(CloudNode, TheSameCloudGivesTheSameTree) {

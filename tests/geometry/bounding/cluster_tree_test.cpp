@@ -5,7 +5,6 @@
 #include <map>
 
 #include "TreeTestSupport.h"
-#include "geometry/bounding/BoundingTreeFile.h"
 
 namespace QX::Store {
 namespace {
@@ -55,57 +54,6 @@ TEST(BuildBoundingTree, RandomSeedsKeepEveryItemOnceOnOneOrManyThreads) {
     ExpectSoundTree(*root, set);
     EXPECT_TRUE(HasClusters(*root));
   }
-}
-
-TEST(BuildBoundingTree, InjectedSeedsGiveTheSameTree) {
-  ClusterOptions options;
-  options.threads = 3;
-  options.seed = [](uint32_t thread, uint64_t task) {
-    return static_cast<uint32_t>(thread * 7919 + task * 104729 + 1);
-  };
-  std::vector<uint8_t> first, second;
-  auto a = test::ClusteredItems(4000, 2);
-  auto b = test::ClusteredItems(4000, 2);
-  WriteTree(*BuildBoundingTree(a.pointers, a.bounds, options), first);
-  WriteTree(*BuildBoundingTree(b.pointers, b.bounds, options), second);
-  EXPECT_EQ(first, second);
-}
-
-TEST(BuildBoundingTree, DegenerateBoxesEndAndKeepEveryItem) {
-  struct Case {
-    char const* name;
-    BoundingBox (*box)(size_t i);
-  };
-  Case const cases[] = {
-      {"identical", [](size_t) { return BoundingBox{1, 1, 1, 2, 2, 2}; }},
-      {"one point", [](size_t) { return BoundingBox{3, 3, 3, 3, 3, 3}; }},
-      {"one line", [](size_t i) { float x = float(i); return BoundingBox{x, 0, 0, x + 1, 0, 0}; }},
-      {"flat", [](size_t i) { float x = float(i % 20), y = float(i / 20);
-                             return BoundingBox{x, y, 5, x + 0.5f, y + 0.5f, 5}; }},
-  };
-  for (auto const& c : cases) {
-    SCOPED_TRACE(c.name);
-    test::ItemSet set;
-    set.items.resize(400);
-    for (size_t i = 0; i < set.items.size(); ++i) {
-      set.items[i] = {static_cast<uint32_t>(i + 1), 3, c.box(i)};
-      Unite(set.bounds, set.items[i].bounds);
-    }
-    for (auto& item : set.items) set.pointers.push_back(&item);
-    auto root = BuildBoundingTree(set.pointers, set.bounds, {2, nullptr});
-    ExpectSoundTree(*root, set);
-  }
-}
-
-TEST(ClusterTree, NothingToClusterLeavesTheTreeAlone) {
-  auto set = test::ClusteredItems(100, 8);
-  for (auto& item : set.items) item.weight = 1;
-  BoundingNode root;
-  root.bounds = set.bounds;
-  for (auto* item : set.pointers) InsertItem(root, item, 0);
-  ClusterTree(root, {4, nullptr});
-  EXPECT_FALSE(root.clusters);
-  EXPECT_EQ(root.items.size(), 100u);
 }
 
 }  // namespace

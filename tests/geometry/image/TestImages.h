@@ -5,8 +5,8 @@
 #include <stb_image_write.h>
 #include <zlib.h>
 
-#include <cstdint>
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -34,27 +34,21 @@ struct PngOptions {
   LodePNGColorType file = LCT_RGBA;  // color type written to the file
   unsigned depth = 8;                // bits per sample in the file
   bool interlaced = false;
-  Bytes palette;                     // RGBA entries for palette files
   bool force_palette = false;        // a PLTE chunk even on non-palette types
+  Bytes palette;                     // RGBA entries for palette files
 };
 
-inline PngOptions Options(LodePNGColorType raw, LodePNGColorType file, unsigned depth = 8,
-                          bool interlaced = false, bool force_palette = false) {
+// Options for a file of the pixels' own color type.
+inline PngOptions Options(LodePNGColorType type, unsigned depth = 8, bool interlaced = false) {
   PngOptions options;
-  options.raw = raw, options.file = file, options.depth = depth;
-  options.interlaced = interlaced, options.force_palette = force_palette;
-  return options;
-}
-
-// RGBA pixels written as a palette image; every pixel must be in `palette`.
-inline PngOptions PaletteOptions(unsigned depth, Bytes const& palette) {
-  PngOptions options = Options(LCT_RGBA, LCT_PALETTE, depth);
-  options.palette = palette;
+  options.raw = options.file = type;
+  options.depth = depth;
+  options.interlaced = interlaced;
   return options;
 }
 
 // A PNG with exactly the asked color type, depth and interlacing.
-inline Bytes MakePng(Bytes const& pixels, uint32_t width, uint32_t height, PngOptions const& o) {
+inline Bytes MakePng(Bytes const& pixels, uint32_t width, uint32_t height, PngOptions const& o = {}) {
   LodePNGState state;
   lodepng_state_init(&state);
   state.info_raw.colortype = o.raw;
@@ -86,8 +80,17 @@ inline Bytes DamageSignature(Bytes png) {
 }
 
 inline void PutU32BE(Bytes& out, size_t at, uint32_t value) {
-  out[at] = uint8_t(value >> 24), out[at + 1] = uint8_t(value >> 16);
-  out[at + 2] = uint8_t(value >> 8), out[at + 3] = uint8_t(value);
+  for (int i = 0; i < 4; ++i) out[at + i] = uint8_t(value >> (24 - 8 * i));
+}
+
+// Appends a PNG chunk with its length and CRC.
+inline void AppendChunk(Bytes& out, char const* type, Bytes const& data) {
+  size_t const at = out.size();
+  out.resize(at + 12 + data.size());
+  PutU32BE(out, at, uint32_t(data.size()));
+  std::copy(type, type + 4, out.begin() + long(at) + 4);
+  std::copy(data.begin(), data.end(), out.begin() + long(at) + 8);
+  PutU32BE(out, at + 8 + data.size(), uint32_t(crc32(0, out.data() + at + 4, uInt(4 + data.size()))));
 }
 
 // Sets the declared size in a PNG's IHDR and fixes the chunk's CRC.
@@ -101,63 +104,27 @@ inline Bytes WithDeclaredSize(Bytes png, uint32_t width, uint32_t height) {
 // The same file with a private chunk of `bytes` zero bytes before its end,
 // which readers skip: a file large enough for what its header declares.
 inline Bytes WithPadding(Bytes png, size_t bytes) {
-  Bytes chunk(12 + bytes);
-  PutU32BE(chunk, 0, uint32_t(bytes));
-  std::copy_n("prVt", 4, chunk.begin() + 4);
-  PutU32BE(chunk, 8 + bytes, uint32_t(crc32(0, chunk.data() + 4, uInt(4 + bytes))));
-  png.insert(png.end() - 12, chunk.begin(), chunk.end());
+  png.resize(png.size() - 12);  // IEND
+  AppendChunk(png, "prVt", Bytes(bytes));
+  AppendChunk(png, "IEND", {});
   return png;
-}
-
-// A gray PNG of any size, written with zlib directly: a smooth ramp,
-// quick to make even with hundreds of millions of pixels.
-inline Bytes MakeLargeGrayPng(uint32_t width, uint32_t height) {
-  Bytes raw(size_t{height} * (width + 1));
-  for (uint32_t y = 0; y < height; ++y) {
-    uint8_t* row = raw.data() + size_t{y} * (width + 1);
-    row[0] = 0;  // no filter
-    for (uint32_t x = 0; x < width; ++x) row[1 + x] = uint8_t((x + y) / 64);
-  }
-  uLongf packed_size = compressBound(uLong(raw.size()));
-  Bytes packed(packed_size);
-  compress2(packed.data(), &packed_size, raw.data(), uLong(raw.size()), 1);
-  packed.resize(packed_size);
-
-  Bytes out = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  auto chunk = [&out](char const* type, Bytes const& data) {
-    size_t const at = out.size();
-    out.resize(at + 12 + data.size());
-    PutU32BE(out, at, uint32_t(data.size()));
-    std::copy(type, type + 4, out.begin() + at + 4);
-    std::copy(data.begin(), data.end(), out.begin() + at + 8);
-    PutU32BE(out, at + 8 + data.size(), uint32_t(crc32(0, out.data() + at + 4, uInt(4 + data.size()))));
-  };
-  Bytes header(13);
-  PutU32BE(header, 0, width);
-  PutU32BE(header, 4, height);
-  header[8] = 8;  // bits per sample; color type 0, gray
-  chunk("IHDR", header);
-  chunk("IDAT", packed);
-  chunk("IEND", {});
-  return out;
 }
 
 // A 24-bit uncompressed BMP.
 inline Bytes MakeBmp(uint32_t width, uint32_t height) {
   uint32_t const row = (width * 3 + 3) & ~3u;
   Bytes out(54 + size_t{row} * height);
-  auto put = [&](size_t at, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) out[at + i] = uint8_t(value >> (8 * i));
+  auto put = [&](size_t at, uint32_t value) {
+    for (int i = 0; i < 4; ++i) out[at + i] = uint8_t(value >> (8 * i));
   };
   out[0] = 'B', out[1] = 'M';
-  put(2, uint32_t(out.size()), 4);
-  put(10, 54, 4);
-  put(14, 40, 4);
-  put(18, width, 4);
-  put(22, height, 4);
-  put(26, 1, 2);
-  put(28, 24, 2);
-  put(34, row * height, 4);
+  put(2, uint32_t(out.size()));
+  put(10, 54);  // pixel data offset
+  put(14, 40);  // info header size
+  put(18, width);
+  put(22, height);
+  put(26, 1 | 24 << 16);  // one plane, 24 bits
+  put(34, row * height);
   return out;
 }
 
@@ -174,12 +141,9 @@ inline Bytes Jpeg(Bytes const& pixels, uint32_t width, uint32_t height) {
   return out;
 }
 
-inline std::filesystem::path SampleTexture(char const* relative) {
-  return std::filesystem::path(QX_SHARED_DIR) / "models" / relative;
-}
-
-inline Bytes ReadAll(std::filesystem::path const& path) {
-  std::ifstream in(path, std::ios::binary);
+// A sample texture's bytes, empty when the samples aren't present.
+inline Bytes SampleTexture(char const* relative) {
+  std::ifstream in(std::filesystem::path(QX_SHARED_DIR) / "models" / relative, std::ios::binary);
   return Bytes(std::istreambuf_iterator<char>(in), {});
 }
 

@@ -26,9 +26,9 @@ class KeptLines final : public Logger {
 TEST(ModelStreamImages, PreparedImagesSurviveAReopen) {
   qx_test::TempDir const temp;
   std::filesystem::path const dir = temp.Path() / "model";
-  Bytes const jpeg = test::ReadAll(test::SampleTexture("spider_obj/drkwood2.jpg"));
+  Bytes const jpeg = test::SampleTexture("spider_obj/drkwood2.jpg");
   if (jpeg.empty()) GTEST_SKIP() << "sample textures not present";
-  Bytes const png = test::MakePng(test::Pattern(300, 200, 4), 300, 200, {});
+  Bytes const png = test::MakePng(test::Pattern(300, 200, 4), 300, 200);
   Bytes const gray = test::Pattern(10, 10, 1);
 
   KeptLines log;

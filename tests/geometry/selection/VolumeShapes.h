@@ -1,11 +1,13 @@
 #pragma once
-// Volumes of simple shapes for the selection tests.
+// Volumes of simple shapes for the selection tests, and the table-driven
+// checks the volume tests share.
 #include <gtest/gtest.h>
 
 #include <array>
 #include <span>
 #include <vector>
 
+#include "geometry/selection/PlaneClipping.h"
 #include "geometry/selection/PlaneVolume.h"
 #include "geometry/selection/RayVolume.h"
 #include "geometry/selection/SphereVolume.h"
@@ -38,32 +40,44 @@ inline BoundingSphere Sphere(PointD center, double radius) {
   return {center, radius * radius, -1.0};
 }
 
-// Rows of the table-driven tests: a box or a sphere and what the volume
-// says of it.
-struct BoxCase {
+// Rows of the table-driven tests: a shape and what the volume says of it.
+struct SegmentCase {
   char const* name;
-  BoundingBoxD box;
+  PointD a, b;
   uint32_t expected;
+  PointD hit;  // where the segment first meets the volume
 };
-struct SphereCase {
+struct TriangleCase {
   char const* name;
-  BoundingSphere sphere;
+  Triangle t;
   uint32_t expected;
+  PointD hit;  // checked only where the test names it
 };
 
-template <class Volume>
-void ExpectBoxes(Volume const& volume, std::span<BoxCase const> cases) {
-  for (auto const& c : cases) EXPECT_EQ(volume.TestBox(c.box), c.expected) << c.name;
+inline void ExpectSegments(SelectionVolume& volume, std::span<SegmentCase const> cases) {
+  for (auto const& c : cases) {
+    PointD const points[2] = {c.a, c.b};
+    PointD hit{-7, -7, -7};
+    EXPECT_EQ(volume.TestSegment(points, hit), c.expected) << c.name;
+    if (c.expected != VolumeTest::Outside) {
+      EXPECT_EQ(hit, c.hit) << c.name;
+    }
+  }
 }
 
-// Each sphere's test, and its rate: -1 outside, else the squared distance
-// of its centre. The tests fill in a sphere's radius, so each takes a copy.
-template <class Volume>
-void ExpectSpheres(Volume const& volume, std::span<SphereCase const> cases) {
-  for (SphereCase c : cases) {
-    EXPECT_EQ(volume.TestSphere(c.sphere), c.expected) << c.name;
-    EXPECT_EQ(volume.Rate(c.sphere), c.expected == VolumeTest::Outside ? -1.0 : volume.DistanceSquared(c.sphere.center))
-        << c.name;
+// Each triangle's test, twice (working lists must be left empty), and
+// `good_hit(case, hit)` for every hit.
+template <class HitCheck>
+void ExpectTriangles(SelectionVolume& volume, std::span<TriangleCase const> cases, HitCheck const& good_hit) {
+  for (auto const& c : cases) {
+    PointD hit{-7, -7, -7}, again;
+    uint32_t const result = volume.TestTriangle(c.t.data(), hit);
+    EXPECT_EQ(result, c.expected) << c.name;
+    EXPECT_EQ(volume.TestTriangle(c.t.data(), again), result) << c.name;
+    if (result != VolumeTest::Outside) {
+      EXPECT_TRUE(good_hit(c, hit)) << c.name;
+      EXPECT_EQ(again, hit) << c.name;
+    }
   }
 }
 

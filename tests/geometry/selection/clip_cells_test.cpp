@@ -10,29 +10,6 @@ namespace {
 ClipCell const kUnitCell = BoxRows({0, 0, 0}, {1, 1, 1});
 ClipCell const kHalfSpace{{1, 0, 0, 0}};  // x >= 0
 
-TEST(ClipValue, WhollyPartlyOrNotInACell) {
-  struct Case {
-    char const* name;
-    std::vector<ClipCell> cells;
-    std::vector<PointD> shape;
-    uint32_t expected;
-  };
-  Case const cases[] = {
-      {"no cells", {}, {{0.5, 0.5, 0.5}}, 0},
-      {"an empty cell holds nothing", {{}}, {{0.5, 0.5, 0.5}}, 0},
-      {"point in", {kUnitCell}, {{0.5, 0.5, 0.5}}, 2},
-      {"point on the boundary is in", {kUnitCell}, {{1, 0.5, 0}}, 2},
-      {"point out", {kUnitCell}, {{2, 0.5, 0.5}}, 0},
-      {"segment across", {kUnitCell}, {{0.5, 0.5, 0.5}, {2, 0.5, 0.5}}, 1},
-      {"segment beside", {kUnitCell}, {{2, 0.5, 0.5}, {3, 0.5, 0.5}}, 0},
-      {"triangle in", {kUnitCell}, {{0, 0, 0}, {1, 0, 0}, {0, 1, 1}}, 2},
-      {"triangle across", {kUnitCell}, {{0.5, 0.5, 0.5}, {5, 0, 0}, {0, 5, 0}}, 1},
-      {"the greatest over cells", {kUnitCell, kHalfSpace}, {{2, 0.5, 0.5}, {3, 0.5, 0.5}}, 2},
-  };
-  for (auto const& c : cases)
-    EXPECT_EQ(ClipValue(c.cells, c.shape.data(), int(c.shape.size())), c.expected) << c.name;
-}
-
 TEST(CellCutter, SegmentsLoseWhatLiesInTheCells) {
   struct Case {
     char const* name;

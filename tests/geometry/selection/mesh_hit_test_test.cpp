@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <random>
-
 #include "tests/geometry/selection/VolumeShapes.h"
 
 namespace QX::Store {
@@ -20,20 +18,6 @@ void AddTriangle(std::vector<PointD>& p, double x, double y, double z, double si
   p.push_back({x - size, y - size, z});
   p.push_back({x + size, y - size, z});
   p.push_back({x, y + size, z});
-}
-
-TEST(MeshHitTest, WholeAsksForEverythingTestedToBeInside) {
-  auto box = BoxVolume({0, 0, 0}, {1, 1, 1});
-  std::vector<PointD> mesh;
-  AddTriangle(mesh, 0.5, 0.5, 0.5);
-  AddTriangle(mesh, 3, 3, 3);
-  MeshHitTest test;
-  EXPECT_EQ(test.Run(box, {}, false, kAll, mesh, FacesOnly(mesh)), Inside);  // stops at the first
-  EXPECT_EQ(test.Run(box, {}, true, kAll, mesh, FacesOnly(mesh)), Crossing);
-  std::vector<PointD> inside;
-  AddTriangle(inside, 0.5, 0.5, 0.5);
-  AddTriangle(inside, 0.3, 0.3, 0.3);
-  EXPECT_EQ(test.Run(box, {}, true, kAll, inside, FacesOnly(inside)), Inside);
 }
 
 TEST(MeshHitTest, OnlyClassesThatCountAreTested) {
@@ -65,17 +49,14 @@ TEST(MeshHitTest, RayKeepsTheNearestHitOverAllClasses) {
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 4}));
   EXPECT_EQ(test.Run(ray, {}, false, kAll, mesh, {9, 9}), Crossing);
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 3}));
-}
 
-TEST(MeshHitTest, EqualDistancesKeepTheFirstHit) {
-  auto ray = RayAlongZ({0, 0, 0}, 0.25);
-  std::vector<PointD> mesh;
-  AddTriangle(mesh, 0, 0, 4, 0.1);
-  AddTriangle(mesh, 0, 0, 4, 0.2);
-  mesh.push_back({0.1, 0, 4});
-  mesh.push_back({0.1, 0, 4});
-  MeshHitTest test;
-  test.Run(ray, {}, false, kAll, mesh, {6, 6});
+  // Of hits at equal distances the first is kept.
+  std::vector<PointD> equal;
+  AddTriangle(equal, 0, 0, 4, 0.1);
+  AddTriangle(equal, 0, 0, 4, 0.2);
+  equal.push_back({0.1, 0, 4});
+  equal.push_back({0.1, 0, 4});
+  test.Run(ray, {}, false, kAll, equal, {6, 6});
   EXPECT_EQ(test.Nearest(), (PointD{0, 0, 4}));
 }
 
@@ -100,48 +81,6 @@ TEST(MeshHitTest, ClipCellsCutAwayWhatTheyHold) {
   // Points in a cell are not tested.
   std::vector<PointD> point{{0.5, 0.5, 0.5}};
   EXPECT_EQ(test.Run(box, around, false, kAll, point, {0, 0}), None);
-}
-
-// Over random meshes, the mesh test agrees with testing every triangle on
-// its own: any triangle that reaches in makes a result, `whole` needs all
-// of them inside, and a ray's nearest hit is the nearest of all.
-TEST(MeshHitTest, AgreesWithEveryTriangleTestedAlone) {
-  std::mt19937 engine(99);
-  std::uniform_real_distribution<double> u(-2, 2);
-  auto point = [&] { return PointD{u(engine), u(engine), u(engine)}; };
-  auto box = BoxVolume({-0.5, -0.5, -0.5}, {0.5, 0.5, 0.5});
-  SphereVolume ball({0.2, 0.1, 0}, 0.36, 0.6);
-  auto ray = RayAlongZ({0.1, -0.1, -3}, 0.01);
-  SelectionVolume* volumes[] = {&box, &ball, &ray};
-  MeshHitTest test;
-  int results = 0;
-  for (int round = 0; round < 300; ++round) {
-    std::vector<PointD> mesh;
-    int const triangles = 1 + round % 40;
-    PointD const centre = point() * 0.5;
-    double const size = round % 3 == 0 ? 0.2 : 1.0;
-    for (int i = 0; i < 3 * triangles; ++i) mesh.push_back(centre + point() * size);
-    for (SelectionVolume* volume : volumes) {
-      uint32_t all = 0;
-      double best = 1e308;
-      for (int i = 0; i < triangles; ++i) {
-        PointD hit;
-        uint32_t const r = volume->TestTriangle(&mesh[3 * i], hit);
-        all |= r;
-        if ((r & Inside) && volume->DistanceSquared(hit) < best) best = volume->DistanceSquared(hit);
-      }
-      uint32_t const code = test.Run(*volume, {}, false, kAll, mesh, FacesOnly(mesh));
-      ASSERT_EQ((code & Inside) != 0, (all & Inside) != 0) << round;
-      uint32_t const whole = test.Run(*volume, {}, true, kAll, mesh, FacesOnly(mesh));
-      ASSERT_EQ(whole == Inside, all == Inside) << round;
-      if (!volume->StopsAtFirstHit() && (all & Inside)) {
-        ASSERT_TRUE(test.HasNearest());
-        EXPECT_EQ(volume->DistanceSquared(test.Nearest()), best) << round;
-      }
-      results += (code & Inside) != 0;
-    }
-  }
-  EXPECT_GT(results, 100);
 }
 
 }  // namespace
