@@ -21,6 +21,7 @@ namespace {
 using namespace QX::Store;
 using namespace QX::Store::test;
 using qx_store_test::StoreTest;
+using Records = std::vector<ReadRecord>;
 
 Bytes ReadFile(std::filesystem::path const& path) {
   Bytes bytes(std::filesystem::file_size(path));
@@ -29,6 +30,10 @@ Bytes ReadFile(std::filesystem::path const& path) {
 }
 
 uint64_t Pair(uint32_t model, uint32_t key) { return uint64_t(model) << 32 | key; }
+
+Records::const_iterator Find(Records::const_iterator from, Records const& records, uint32_t tag) {
+  return std::find_if(from, records.end(), [&](ReadRecord const& r) { return r.tag == tag; });
+}
 
 // Checks that every reference of meshes and instances names an object sent
 // before, and that no object is sent twice.
@@ -351,9 +356,12 @@ class ViewsAndReusedImages : public StreamFile {
   ImageKey first_ = 0, reused_ = 0;
 };
 
-TEST_F(ViewsAndReusedImages, CameraBackgroundAndOverrideComeWithoutAModelContext) {
+// Cameras, backgrounds and overrides stand outside any model context; a
+// reused image is reported without data after its reuse record.
+TEST_F(ViewsAndReusedImages, ComeAsTheViewerNeedsThem) {
   Model model = Build();
-  std::vector<ReadRecord> const records = Generate(model);
+  ASSERT_EQ(model.Impl().images.Find(reused_)->duplicate_of, first_);
+  Records const records = Generate(model);
   int seen = 0;
   for (size_t i = 1; i < records.size(); ++i) {
     uint32_t const tag = records[i].tag;
@@ -362,17 +370,11 @@ TEST_F(ViewsAndReusedImages, CameraBackgroundAndOverrideComeWithoutAModelContext
     EXPECT_NE(records[i - 1].tag, Tag::Context) << "record " << tag << " at " << i;
   }
   EXPECT_EQ(seen, 4);  // c, P and a v for each instance
-}
-
-TEST_F(ViewsAndReusedImages, ReusedImageIsReportedWithoutDataAfterItsReuseRecord) {
-  Model model = Build();
-  ASSERT_EQ(model.Impl().images.Find(reused_)->duplicate_of, first_);
-  std::vector<ReadRecord> const records = Generate(model);
-  auto const reuse = std::find_if(records.begin(), records.end(), [](auto const& r) { return r.tag == Tag::ImageReuse; });
+  auto const reuse = Find(records.begin(), records, Tag::ImageReuse);
   ASSERT_NE(reuse, records.end());
   EXPECT_EQ(reuse->Word(1), reused_);
   EXPECT_EQ(reuse->Word(2), first_);
-  auto const missing = std::find_if(reuse, records.end(), [](auto const& r) { return r.tag == Tag::Missing; });
+  auto const missing = Find(reuse, records, Tag::Missing);
   ASSERT_NE(missing, records.end());
   EXPECT_EQ(missing->Word(2), reused_);
   EXPECT_EQ(missing->Word(3), 0x8000008u);

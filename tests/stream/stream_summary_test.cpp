@@ -9,7 +9,7 @@
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "stream/StreamOutput.h"
-#include "tests/stream/RecordingSink.h"
+#include "tests/stream/StreamRecords.h"
 
 namespace QX::Store {
 namespace {
