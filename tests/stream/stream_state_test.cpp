@@ -28,20 +28,6 @@ class StreamStateTest : public qx_store_test::StoreTest {
   Model model_;
 };
 
-// The model includes nothing, so it stands as its own root, final at once,
-// under the empty host model.
-TEST_F(StreamStateTest, ConstructionEntersTheModelUnderTheHost) {
-  StreamState state(model_, &kStandAlone);
-  EXPECT_EQ(state.stream_model_ids.at(kEmptyModelId), kRootStreamModel);
-  EXPECT_EQ(state.stream_model_ids.at(model_.Impl().id), 0xFFFFFFFDu);
-  ASSERT_EQ(state.resolved.size(), 1u);
-  AttachRequest const& request = state.resolved.front();
-  EXPECT_TRUE(request.model == model_);
-  EXPECT_TRUE(request.root && request.matrix_final);
-  EXPECT_EQ(request.matrix, kIdentityMatrix);
-  EXPECT_FALSE(state.attach_thread.joinable());
-}
-
 // A live state runs an attachment thread, joined on destruction even with
 // a request still waiting.
 TEST_F(StreamStateTest, LiveStateRunsAndJoinsItsAttachmentThread) {
