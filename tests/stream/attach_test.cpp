@@ -18,49 +18,41 @@ constexpr uint32_t kStandAloneFlags = ControlFlag::StreamCulled | ControlFlag::N
 
 using Attach = LiveTest;
 
-TEST_F(Attach, SelfIncludeMakesOneInclusionInModelSpace) {
-  Model model = GridModel("self", {4, 4});
-  StreamState state(model, &kStandAloneFlags);
-  Records const records = Pass(state, RequestKind::Digest);
-  ASSERT_EQ(state.attached.size(), 1u);
-  StreamAttachedModel const& attached = state.attached.begin()->second;
-  EXPECT_EQ(attached.inclusion_id, 0xFFFFFFFEu);
-  ASSERT_EQ(attached.instances.size(), 2u);
-  for (auto const& [key, item] : attached.instances)
-    EXPECT_EQ(item.bounds, model.Impl().instances.Find(item.instance->key)->bounds);
-  EXPECT_EQ(state.StreamIdOf(model.Impl()), 0xFFFFFFFDu);
-  Records const inclusions = Only(records, Tag::Inclusion);
-  ASSERT_EQ(inclusions.size(), 1u);
-  EXPECT_EQ(inclusions[0].Word(3), 0xFFFFFFFEu);
-  EXPECT_EQ(Count(records, Tag::TreeHead), 1u);
-  EXPECT_EQ(log.Count("Processed 1 model in "), 1);
-  EXPECT_EQ(log.Count("Attached 1 model in "), 1);
-
-  Model alone = GridModel("alone", {4}, false);
-  StreamState without(alone, &kStandAloneFlags);
-  EXPECT_EQ(Count(Pass(without, RequestKind::Digest), Tag::Instance), 1u);
-  EXPECT_TRUE(without.scene_root == alone);  // no include: its own root
-}
-
-TEST_F(Attach, ForeignModelGetsItsOwnStreamIdAndComposedMatrix) {
+// A host that includes itself makes one inclusion in model space; an
+// included model gets its own stream id, and its matrix composed into the
+// scene root. Without includes, a model stands as its own root.
+TEST_F(Attach, InclusionsGetStreamIdsAndComposedMatrices) {
   Model part = GridModel("part", {4}, false);
-  Model host = GridModel("host", {4});
+  Model host = GridModel("host", {4, 4});
   host.Include(part, Shifted(host, 0, 100));
   StreamState state(host, &kStandAloneFlags);
   Records const records = Pass(state, RequestKind::Digest);
+  EXPECT_EQ(state.StreamIdOf(host.Impl()), 0xFFFFFFFDu);
+  ASSERT_EQ(state.attached.size(), 2u);
+  for (StreamInstance const* item : state.items) {
+    if (item->model == &host.Impl()) {
+      EXPECT_EQ(item->bounds, host.Impl().instances.Find(item->instance->key)->bounds);
+    }
+  }
+  // Inclusion ids -2 and -3 of stream models -3 and -4, with matrix keys
+  // -2 and -3 in the scene root.
   Records const inclusions = Only(records, Tag::Inclusion);
   ASSERT_EQ(inclusions.size(), 2u);
-  EXPECT_EQ(inclusions[0].Word(2), 0xFFFFFFFDu);  // the host model: -3
-  // Inclusion id -3 of the part, stream model -4, its matrix key -3 in the root.
-  EXPECT_EQ(Bytes(inclusions[1].bytes.begin() + 4, inclusions[1].bytes.begin() + 16),
-            Words({0xFFFFFFFD, 0xFFFFFFFC, 0xFFFFFFFD}));
+  EXPECT_EQ(Bytes(inclusions[0].bytes.begin() + 4, inclusions[0].bytes.end()), Words({0xFFFFFFFE, 0xFFFFFFFD, 0xFFFFFFFE}));
+  EXPECT_EQ(Bytes(inclusions[1].bytes.begin() + 4, inclusions[1].bytes.end()), Words({0xFFFFFFFD, 0xFFFFFFFC, 0xFFFFFFFD}));
   Matrix const* placed = host.Impl().matrices.Find(0xFFFFFFFDu);
   ASSERT_NE(placed, nullptr);
   EXPECT_DOUBLE_EQ((*placed)[10], 100.0);
   ASSERT_NE(ItemOf(state, part, 1), nullptr);
   EXPECT_FLOAT_EQ(ItemOf(state, part, 1)->bounds.min_y, 100.0f);
-  EXPECT_EQ(Count(records, Tag::Instance), 2u);
+  EXPECT_EQ(Count(records, Tag::Instance), 3u);
   EXPECT_EQ(Count(records, Tag::TreeHead), 2u);
+  EXPECT_EQ(log.Count("Processed 2 models in "), 1);
+
+  Model alone = GridModel("alone", {4}, false);
+  StreamState without(alone, &kStandAloneFlags);
+  EXPECT_EQ(Count(Pass(without, RequestKind::Digest), Tag::Instance), 1u);
+  EXPECT_TRUE(without.scene_root == alone);
 }
 
 // A live stream announces inclusions as x records with their attach id, and

@@ -61,6 +61,8 @@ struct Batch {
 };
 
 using Replies = std::vector<std::array<uint32_t, 2>>;
+using Command = std::variant<PlaneSelectionCommand, RaySelectionCommand, SphereSelectionCommand, NextResultsCommand,
+                             EndSelectionCommand>;
 
 class VolumeSelectionTest : public LiveTest {
  protected:
@@ -88,6 +90,12 @@ class VolumeSelectionTest : public LiveTest {
   // A pass that only answers the commands queued since the last one.
   Records Pass(StreamState& state) { return LiveTest::Pass(state, RequestKind::Nothing); }
   using LiveTest::Pass;
+
+  // Queues the commands and runs a pass that answers them.
+  Records Answer(StreamState& state, std::initializer_list<Command> commands) {
+    for (Command const& c : commands) std::visit([&](auto const& command) { state.QueueSelection(command); }, c);
+    return Pass(state);
+  }
 
   static std::vector<Batch> Batches(Records const& records) {
     std::vector<Batch> out;
@@ -137,7 +145,7 @@ TEST_F(VolumeSelectionTest, ShapesAndFlagsSelectTheirParts) {
   sphere.flags = kFaces;
   struct Case {
     char const* what;
-    std::variant<PlaneSelectionCommand, RaySelectionCommand, SphereSelectionCommand> command;
+    Command command;
     std::vector<int> parts;
     bool ordered = false;
   } const cases[] = {
@@ -199,11 +207,10 @@ TEST_F(VolumeSelectionTest, IncludedModelsAreSelectedWhereTheyStand) {
   Model host = Row("host");
   host.Include(part, Shifted(host, 0, 100));
   auto state = Attached(host);
-  state->QueueSelection(Box({9, 99, -1}, {16, 108, 11}, 1));
-  state->QueueSelection(Ray({25, 101, 1}, 2));  // meets both grids where x y / 4 = 1
-  state->QueueSelection(Ray({25, 101, 5}, 3));  // above both: z stays below 2.5 at y 1
-  for (uint32_t id : {1, 2, 3}) state->QueueSelection(Next(id));
-  auto const batches = Batches(Pass(*state));
+  // The first ray meets both grids where x y / 4 = 1; the second passes
+  // above both, where z stays below 2.5 at y 1.
+  auto const batches = Batches(Answer(*state, {Box({9, 99, -1}, {16, 108, 11}, 1), Ray({25, 101, 1}, 2),
+                                               Ray({25, 101, 5}, 3), Next(1), Next(2), Next(3)}));
   ASSERT_EQ(batches.size(), 3u);
   EXPECT_EQ(batches[0].keys, std::vector<InstanceKey>{copy});
   EXPECT_EQ(batches[0].inclusions, std::vector<uint32_t>{0xFFFFFFFDu});
@@ -220,8 +227,7 @@ TEST_F(VolumeSelectionTest, ResultsComeInBatchesOfTheAskedSize) {
   state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
   std::vector<Batch> batches;
   for (uint32_t size : {0, 2, 2, 2, 2}) {
-    state->QueueSelection(Next(1, size));
-    for (Batch const& b : Batches(Pass(*state))) batches.push_back(b);
+    for (Batch const& b : Batches(Answer(*state, {Next(1, size)}))) batches.push_back(b);
   }
   std::vector<size_t> sizes;
   std::vector<InstanceKey> all;
@@ -240,9 +246,7 @@ TEST_F(VolumeSelectionTest, InstancesHeldInFullByTheViewerAreLeftOut) {
   Model model = Row("sent");
   auto state = Attached(model, ControlFlag::StandAlone | ControlFlag::NoStreamLimit);
   Pass(*state, RequestKind::Stream);  // everything goes out, mesh data included
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1), Next(1)}));
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_TRUE(batches[0].keys.empty());
 }
@@ -253,18 +257,12 @@ TEST_F(VolumeSelectionTest, EndClosesASelection) {
   Model model = Row("end");
   auto state = Attached(model);
   EXPECT_NE(log.lines.back().find(" vs(0 0) "), std::string::npos) << log.lines.back();
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 2));
-  state->QueueSelection(Next(1, 4));
-  state->QueueSelection(Next(2));
-  Pass(*state);
+  Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1), Box({9, -1, -1}, {33, 3, 3}, 2), Next(1, 4), Next(2)});
   EXPECT_NE(log.lines.back().find(" vs(2 7) "), std::string::npos) << log.lines.back();
-  state->QueueSelection(EndSelectionCommand{400, 1});
-  state->QueueSelection(EndSelectionCommand{401, 9});
-  EXPECT_EQ(RepliesOf(Pass(*state)), (Replies{{2, 400}, {2, 401}}));
+  EXPECT_EQ(RepliesOf(Answer(*state, {EndSelectionCommand{400, 1}, EndSelectionCommand{401, 9}})),
+            (Replies{{2, 400}, {2, 401}}));
   EXPECT_NE(log.lines.back().find(" vs(1 0) "), std::string::npos) << log.lines.back();
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(*state, {Next(1)}));
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_EQ(batches[0].status, 1u);
   EXPECT_TRUE(batches[0].keys.empty());
@@ -275,11 +273,8 @@ TEST_F(VolumeSelectionTest, ClipCellsCutAwayWhatTheyHold) {
   auto state = Attached(model);
   // One cell around the cube at 20.
   state->SetClipCells({{{1, 0, 0, -19}, {-1, 0, 0, 23}, {0, 1, 0, 1}, {0, -1, 0, 3}, {0, 0, 1, 1}, {0, 0, -1, 3}}});
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(
+      *state, {Box({9, -1, -1}, {33, 3, 3}, 1), Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping), Next(1), Next(2)}));
   ASSERT_EQ(batches.size(), 2u);
   EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 3}));
   EXPECT_EQ(Sorted(batches[1].keys), Parts({1, 2, 3}));
@@ -290,9 +285,7 @@ TEST_F(VolumeSelectionTest, SceneWithoutInstancesOpensAndAnswersEmpty) {
   model.Include(model, 0);
   model.PrepareStream(1);
   auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {1, 1, 1}, 1));
-  state->QueueSelection(Next(1));
-  Records const records = Pass(*state);
+  Records const records = Answer(*state, {Box({-1, -1, -1}, {1, 1, 1}, 1), Next(1)});
   EXPECT_EQ(RepliesOf(records), (Replies{{1, 101}}));
   auto const batches = Batches(records);
   ASSERT_EQ(batches.size(), 1u);
@@ -313,19 +306,14 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
   other.PrepareStream(1);
 
   auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  Pass(*state);
+  Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1)});
   AttachRequest request;
   request.model = other;
   request.name = "other";
   request.model_id = other.Impl().id;
   state->EnterAttachRequest(std::move(request), 5, 0, 0);
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 2));
-  state->QueueSelection(Ray({45, 1, 1}, 3));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(3));
-  state->QueueSelection(EndSelectionCommand{400, 1});
-  Records const records = Pass(*state);
+  Records const records = Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 2), Ray({45, 1, 1}, 3), Next(1), Next(3),
+                                          EndSelectionCommand{400, 1}});
   EXPECT_EQ(RepliesOf(records), (Replies{{0x80000001u, 102}, {0x80000002u, 400}, {1, 203}}));
   auto const batches = Batches(records);
   ASSERT_EQ(batches.size(), 2u);
@@ -341,11 +329,7 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
 TEST_F(VolumeSelectionTest, LiveStateAnswersBetweenPasses) {
   Model model = Row("live");
   auto state = Attached(model, ControlFlag::StreamSetupOnly);
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1));
-  state->QueueSelection(Ray({45, 1, 1}, 2));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(*state, {Box({9, -1, -1}, {33, 3, 3}, 1), Ray({45, 1, 1}, 2), Next(1), Next(2)}));
   ASSERT_EQ(batches.size(), 2u);
   EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 2, 3}));
   EXPECT_EQ(batches[1].keys, Parts({4, 3, 2, 1, 0}, false));
