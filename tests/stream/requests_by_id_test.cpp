@@ -13,8 +13,9 @@ using namespace QX::Store::test;
 class Requests : public LiveTest {
  protected:
   // A live state on a model of three grids, set up by a first pass.
-  void SetUpState(uint32_t flags = kLiveFlags) {
-    model = GridModel("requests", {4, 5, 6});
+  void SetUp() override { SetUpState(kLiveFlags, "requests"); }
+  void SetUpState(uint32_t flags, char const* name) {
+    model = GridModel(name, {4, 5, 6});
     uint8_t const bytes[4] = {9, 8, 7, 6};
     hidden_data = model.InsertKeyedData(sizeof bytes, bytes, 0xFFFFFFFFu);
     group = model.InsertGroup({InstanceInc{0, 1}, InstanceInc{0, 2}}, {});
@@ -54,7 +55,6 @@ class Requests : public LiveTest {
 // Each kind sends its object once, answers a second request with just its
 // T, and reports what it can't find.
 TEST_F(Requests, ObjectsByIdGoOutOnceWithTheirCodes) {
-  SetUpState();
   MatrixKey const matrix = model.Impl().instances.Find(3)->matrix;
   struct Case {
     RequestKind kind;
@@ -83,7 +83,6 @@ TEST_F(Requests, ObjectsByIdGoOutOnceWithTheirCodes) {
 }
 
 TEST_F(Requests, DataIdsReachKeyedDataThatPassesNeverSend) {
-  SetUpState();
   RunUntilIdle(*state);
   EXPECT_FALSE(state->sent.keyed_data.contains(ObjectId(model.Impl().id, hidden_data)));
   Pairs const ids = {{id, hidden_data}};
@@ -97,7 +96,6 @@ TEST_F(Requests, DataIdsReachKeyedDataThatPassesNeverSend) {
 }
 
 TEST_F(Requests, KeyInfoListsInstancesWithStreamData) {
-  SetUpState();
   StreamRequest request;
   request.kind = RequestKind::GetKeyInfo;
   request.request_id = 5;
@@ -123,7 +121,6 @@ TEST_F(Requests, KeyInfoListsInstancesWithStreamData) {
 }
 
 TEST_F(Requests, InstanceBoundingSumsWeightsOverTheBoxes) {
-  SetUpState();
   StreamRequest request;
   request.kind = RequestKind::ComputeInstanceIncBounding;
   request.request_id = 12;
@@ -157,7 +154,8 @@ TEST_F(Requests, InstanceBoundingSumsWeightsOverTheBoxes) {
 }
 
 TEST_F(Requests, InstanceIdsSendJustTheNamedInstancesOnDemand) {
-  SetUpState(kLiveFlags | ControlFlag::StreamInstancesOnDemand);
+  state.reset();
+  SetUpState(kLiveFlags | ControlFlag::StreamInstancesOnDemand, "on_demand");
   EXPECT_EQ(Count(RunUntilIdle(*state), Tag::Instance), 0u);
   Pairs const ids = {{id, 2}};
   Records const records = Ask(RequestKind::InstanceIdsWithMeshData, &ids, 0x20000005);

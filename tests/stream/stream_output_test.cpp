@@ -202,21 +202,6 @@ TEST(FlushChunk, ReservesNotDivisibleBy4AreRejected) {
   EXPECT_THROW(out.BeginPass(sink, 0), Exception);
 }
 
-// Each missing key is reported once per model, key and kind (the bits
-// outside the mask don't make another kind), and the memory outlasts the pass.
-TEST(FlushChunk, MissingKeysAreReportedOnce) {
-  RecordingSink sink;
-  StreamOutput out;
-  out.BeginPass(sink, 0);
-  for (uint32_t code : {0x8000007u, 0x8000007u, 0x28000007u, 8u}) out.ReportMissing(0xFFFFFFFD, 5, code);
-  out.ReportMissing(0xFFFFFFFC, 5, 7);
-  EXPECT_EQ(out.Buffer(), Words({109, 0xFFFFFFFD, 5, 0x8000007, 109, 0xFFFFFFFD, 5, 8, 109, 0xFFFFFFFC, 5, 7}));
-  out.EndPass();
-  out.BeginPass(sink, 0);
-  out.ReportMissing(0xFFFFFFFD, 5, 7);
-  EXPECT_FALSE(out.HasPayload());
-}
-
 // A keyed block goes in a chunk of its own: plain when small, zstd when
 // large, whatever the flags.
 TEST(FlushChunk, KeyedBlocksTravelInChunksOfTheirOwn) {
