@@ -38,8 +38,8 @@ TEST_F(Attach, InclusionsGetStreamIdsAndComposedMatrices) {
   // -2 and -3 in the scene root.
   Records const inclusions = Only(records, Tag::Inclusion);
   ASSERT_EQ(inclusions.size(), 2u);
-  EXPECT_EQ(Bytes(inclusions[0].bytes.begin() + 4, inclusions[0].bytes.end()), Words({0xFFFFFFFE, 0xFFFFFFFD, 0xFFFFFFFE}));
-  EXPECT_EQ(Bytes(inclusions[1].bytes.begin() + 4, inclusions[1].bytes.end()), Words({0xFFFFFFFD, 0xFFFFFFFC, 0xFFFFFFFD}));
+  EXPECT_EQ(inclusions[0].bytes, Words({Tag::Inclusion, 0xFFFFFFFE, 0xFFFFFFFD, 0xFFFFFFFE}));
+  EXPECT_EQ(inclusions[1].bytes, Words({Tag::Inclusion, 0xFFFFFFFD, 0xFFFFFFFC, 0xFFFFFFFD}));
   Matrix const* placed = host.Impl().matrices.Find(0xFFFFFFFDu);
   ASSERT_NE(placed, nullptr);
   EXPECT_DOUBLE_EQ((*placed)[10], 100.0);

@@ -20,6 +20,7 @@ namespace {
 using namespace QX::Store;
 using namespace QX::Store::test;
 using Records = std::vector<ReadRecord>;
+using namespace std::string_literals;
 
 Bytes ReadFile(std::filesystem::path const& path) {
   Bytes bytes(std::filesystem::file_size(path));
@@ -50,10 +51,10 @@ class ReferenceLedger {
   static uint64_t Pair(uint32_t model, uint32_t key) { return uint64_t(model) << 32 | key; }
 
   void Define(Set& set, uint32_t model, uint32_t key, char const* what) {
-    if (!set.insert(Pair(model, key)).second) problems.push_back(std::string(what) + " sent twice: " + std::to_string(key));
+    if (!set.insert(Pair(model, key)).second) problems.push_back(what + " sent twice: "s + std::to_string(key));
   }
   void Need(Set const& set, uint32_t model, uint32_t key, char const* what) {
-    if (!set.contains(Pair(model, key))) problems.push_back(std::string(what) + " used before sent: " + std::to_string(key));
+    if (!set.contains(Pair(model, key))) problems.push_back(what + " used before sent: "s + std::to_string(key));
   }
   // Three material keys (kNoKey: none) and three material maps (0: none).
   void NeedMaterials(ReadRecord const& r, uint32_t model, size_t word) {
@@ -82,7 +83,9 @@ class ReferenceLedger {
       case Tag::PolyPolygon: return Define(polygons_, r.context, r.Word(1), "poly polygon");
       case Tag::KeyedData: return keyed_keys.push_back(r.Word(2));
       case Tag::MaterialMap:
-        for (uint32_t i = 0; r.Word(2) == 0 && i < r.Word(3); ++i) Need(materials_, r.context, r.Word(4 + i), "material");
+        for (uint32_t i = 0; r.Word(2) == 0 && i < r.Word(3); ++i) {
+          Need(materials_, r.context, r.Word(4 + i), "material");
+        }
         return Define(maps_, r.context, r.Word(1), "material map");
       case Tag::Matrix: return Define(matrices_, r.context, r.Word(1), "matrix");
       case Tag::ClipRegion:

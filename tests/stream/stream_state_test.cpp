@@ -65,7 +65,8 @@ TEST_F(StreamStateTest, LimitIsA32BitProductInKiB) {
   struct Case {
     uint32_t mib;
     uint64_t reserved, limit, available;
-  } const cases[] = {{0x3FFFFF, 0, 0xFFFFFC00u, 0xFFFFFC00u}, {0x400000, 0, 0, 0}, {1, 100, 1024, 924}, {1, 5000, 1024, 0}};
+  } const cases[] = {
+      {0x3FFFFF, 0, 0xFFFFFC00u, 0xFFFFFC00u}, {0x400000, 0, 0, 0}, {1, 100, 1024, 924}, {1, 5000, 1024, 0}};
   for (Case const& c : cases) {
     state.budget.reserved = c.reserved;
     state.SetLimitMiB(c.mib);

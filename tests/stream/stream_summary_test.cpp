@@ -92,7 +92,7 @@ TEST(StreamSummary, ReadsCompressedChunksAndFiles) {
   EXPECT_EQ(s.instances, 8u);
 
   auto const path = std::filesystem::temp_directory_path() / ("qx_inspect_" + std::to_string(::getpid()) + ".qxs");
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<char const*>(scene.data()), std::streamsize(scene.size()));
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<char const*>(scene.data()), long(scene.size()));
   auto const summary = SummarizeStreamFile(DefaultFiles(), path);
   std::filesystem::remove(path);
   ASSERT_TRUE(summary.has_value());

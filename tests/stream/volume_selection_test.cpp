@@ -273,8 +273,9 @@ TEST_F(VolumeSelectionTest, ClipCellsCutAwayWhatTheyHold) {
   auto state = Attached(model);
   // One cell around the cube at 20.
   state->SetClipCells({{{1, 0, 0, -19}, {-1, 0, 0, 23}, {0, 1, 0, 1}, {0, -1, 0, 3}, {0, 0, 1, 1}, {0, 0, -1, 3}}});
-  auto const batches = Batches(Answer(
-      *state, {Box({9, -1, -1}, {33, 3, 3}, 1), Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping), Next(1), Next(2)}));
+  PlaneSelectionCommand const clipped = Box({9, -1, -1}, {33, 3, 3}, 1);
+  PlaneSelectionCommand const whole = Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping);
+  auto const batches = Batches(Answer(*state, {clipped, whole, Next(1), Next(2)}));
   ASSERT_EQ(batches.size(), 2u);
   EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 3}));
   EXPECT_EQ(Sorted(batches[1].keys), Parts({1, 2, 3}));
