@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <deque>
+#include <numbers>
+#include <optional>
 #include <random>
 
 #include "stream/PriorityBuckets.h"
@@ -27,6 +30,45 @@ StreamRequest Request(StreamCamera& c, double code, double width = 10, double he
   r.camera = &c;
   r.aspect = aspect;
   return r;
+}
+
+// The scales of the projection for each kind of camera and aspect (0: not
+// given), and its depth terms (2 2, 2 3, 3 2, 3 3) where they are fixed.
+TEST(ViewState, ProjectionOfEachCamera) {
+  struct Case {
+    double code, width, height, aspect;
+    float x_scale, y_scale;
+    std::optional<std::array<float, 4>> depth;
+  } const cases[] = {{0, 2, 2, 1, 1, 1, {{-0.1f, -0.02f, -0.1f, 0}}},
+                     {1, 2, 2, 0, 0.5625f, 1, {{float(-0.01 * 0.1), -0.01f, 0, 1}}},
+                     {1, 2, 2, 2, 1, 0.5f, {}},
+                     {2, 2, 4, 3, 1, 0.5f, {}}};
+  for (Case const& c : cases) {
+    SCOPED_TRACE(testing::Message() << "code " << c.code << ", aspect " << c.aspect);
+    ViewState v;
+    StreamCamera camera;
+    ASSERT_TRUE(v.Update(Request(camera, c.code, c.width, c.height, 10, c.aspect)));
+    Matrix4f const& p = v.projection_matrix;
+    EXPECT_EQ(p[0], c.x_scale);
+    EXPECT_EQ(p[5], c.y_scale);
+    if (c.depth) {
+      EXPECT_EQ((std::array<float, 4>{p[10], p[14], p[11], p[15]}), *c.depth);
+    }
+    EXPECT_EQ(v.view_matrix, (Matrix4f{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, -10, 1}));
+  }
+}
+
+// Changes under 1e-4 keep the frustum; turns above ten degrees count.
+TEST(ViewState, SmallChangesKeepTheFrustumAndTheSerial) {
+  ViewState v;
+  StreamCamera camera;
+  ASSERT_TRUE(v.Update(Request(camera, 0)));
+  EXPECT_FALSE(v.Update(Request(camera, 0, 10, 10, 10.0005)));
+  for (double degrees : {5.0, 15.0}) {
+    camera.position[0] = 10 * std::sin(degrees * std::numbers::pi / 180);
+    EXPECT_TRUE(v.Update(Request(camera, 0, 10, 10, 10 * std::cos(degrees * std::numbers::pi / 180))));
+    EXPECT_EQ(v.view_serial, degrees < 10 ? 1u : 2u);
+  }
 }
 
 // Without a camera, or with an unknown projection, only the screen is
@@ -80,6 +122,22 @@ TEST(PriorityBuckets, TakesBucketsFromTheTopExactlyAndBucketZeroInOrder) {
   EXPECT_EQ(drain(), (std::vector<uintptr_t>{4, 3, 5, 2}));
 }
 
+// Priority 0 ends the queue unless culled; culled, the cutoff still holds.
+TEST(PriorityBuckets, RunsDryOnZeroUnlessCulledAndBelowTheCutoff) {
+  PriorityBuckets q;
+  q.SetRange(0.1f, 0);
+  StreamInstance items[2];
+  q.Push(&items[0], 0);
+  q.Push(&items[1], 0);
+  PriorityEntry e;
+  EXPECT_FALSE(q.TakeNext(false, -1, e));
+  ASSERT_TRUE(q.TakeNext(true, -1, e));
+  EXPECT_EQ(e.item, &items[0]);
+  q.SetRange(10, 1);
+  q.Push(&items[0], 5);
+  EXPECT_FALSE(q.TakeNext(true, 6, e));
+}
+
 // Items, each in a tree node of its own, seen without a camera or by one at
 // (0, 0, 10) looking at the origin.
 class PrioritiesTest : public ::testing::Test {
@@ -130,6 +188,25 @@ TEST_F(PrioritiesTest, OutsideAndTinyItemsEndTheQueueUnlessCulled) {
   ASSERT_EQ(culled.size(), 3u);
   EXPECT_EQ(culled[0], seen);
   EXPECT_GT(tiny->priority, 0);
+}
+
+// A culled camera that sees nothing falls back to sizes; an orthographic
+// one gives no weight to the centring.
+TEST_F(PrioritiesTest, CamerasThatSeeNothingOrNoDepth) {
+  StreamInstance* a = Add(0, 40, 1);
+  StreamInstance* b = Add(0, 50, 2);
+  StreamCamera camera;
+  ASSERT_TRUE(view_.Update(Request(camera, 0)));
+  EXPECT_EQ(Order(true), (Items{b, a}));
+  EXPECT_EQ(a->priority, a->diagonal2);
+
+  StreamInstance* centre = Add(0, 0, 0.5f);
+  StreamInstance* edge = Add(4, 0, 0.5f);
+  Order(false);
+  EXPECT_GT(centre->priority, edge->priority * 1.5f);
+  ASSERT_TRUE(view_.Update(Request(camera, 1)));
+  Order(false);
+  EXPECT_EQ(centre->priority, edge->priority);
 }
 
 // Pinned items and, with a queue, marked ones are lifted above the others.

@@ -59,6 +59,24 @@ TEST_F(StreamStateTest, SettersLogWhatTheyTake) {
   EXPECT_EQ(state.view.cutoff_scale, 0.0f);
 }
 
+// Only some changes invalidate what the next pass knows: a cutoff scale of
+// 1, mesh level 0 and flags of compression and limits don't.
+TEST_F(StreamStateTest, OnlySomeChangesInvalidate) {
+  StreamState state(model_, &kStandAlone);
+  state.SetStreamCutoffScale(1.0f);
+  state.SetMeshLevel(0);
+  state.SetControlFlags(kStandAlone | ControlFlag::NoStreamLimit | ControlFlag::AggressiveCompression |
+                        ControlFlag::StreamSetupOnly);
+  StateBits const& bits = state.bits;
+  EXPECT_FALSE(bits.cutoff_changed || bits.mesh_level_changed || bits.culling_changed || bits.model_previews_changed ||
+               bits.instance_previews_changed || bits.ejected_previews_changed);
+  state.SetControlFlags(state.control_flags | ControlFlag::StreamInstancesOnDemand);
+  EXPECT_TRUE(bits.culling_changed);
+  state.SetControlFlags(state.control_flags | ControlFlag::StreamModelBoundingPreviews |
+                        ControlFlag::StreamInstanceBoundingPreviews | ControlFlag::StreamEjectedBoundingPreviews);
+  EXPECT_TRUE(bits.model_previews_changed && bits.instance_previews_changed && bits.ejected_previews_changed);
+}
+
 // The limit is a 32-bit product in KiB, less what is reserved.
 TEST_F(StreamStateTest, LimitIsA32BitProductInKiB) {
   StreamState state(model_, &kStandAlone);
