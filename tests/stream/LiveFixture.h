@@ -1,6 +1,6 @@
 #pragma once
-// Live stream states on generated models: models of grid meshes, passes
-// read back as records, and a run of passes until the stream is idle.
+// Stream states on generated models: models of grid meshes, passes read
+// back as records, and a run of passes until the stream is idle.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,12 +13,12 @@
 #include "stream/StreamState.h"
 #include "tests/geometry/mesh/TestMesh.h"
 #include "tests/store/StoreFixture.h"
-#include "tests/stream/RecordingSink.h"
 #include "tests/stream/StreamRecords.h"
 
 namespace QX::Store::test {
 
 using Pairs = std::vector<std::pair<uint32_t, uint32_t>>;
+using Records = std::vector<ReadRecord>;
 
 inline constexpr uint32_t kLiveFlags = ControlFlag::StreamCulled;
 
@@ -26,29 +26,33 @@ class LiveTest : public qx_store_test::StoreTest {
  protected:
   LiveTest() { sink.chunk_size = 0x20000; }
 
+  static MatrixKey Shifted(Model& model, double x, double y) {
+    double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, x, y, 0};
+    return model.InsertMatrix(matrix);
+  }
+
   // A model with one instance of an n x n grid per entry of `sizes`, the
   // i-th at x = 10 i; including itself unless `include_self` is false.
-  Model GridModel(std::string const& name, std::vector<uint32_t> const& sizes,
-                  bool include_self = true, uint32_t instance_flags = 7) {
+  Model GridModel(std::string const& name, std::vector<uint32_t> const& sizes, bool include_self = true,
+                  uint32_t instance_flags = 7) {
     Model model = Open(name);
     if (include_self) model.Include(model, 0);
     for (size_t i = 0; i < sizes.size(); ++i) {
       qx_test::TestMesh grid = qx_test::GridMesh(sizes[i]);
-      double const matrix[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10.0 * double(i), 0, 0};
-      model.InsertInstance(model.InsertMesh(grid.Data()), model.InsertMatrix(matrix), kNoKey,
-                           kNoKey, kNoKey, 0, 0, 0, instance_flags, 0, 0, {});
+      model.InsertInstance(model.InsertMesh(grid.Data()), Shifted(model, 10.0 * double(i), 0), kNoKey, kNoKey,
+                           kNoKey, 0, 0, 0, instance_flags, 0, 0, {});
     }
     model.PrepareStream(1);
     return model;
   }
 
-  std::vector<ReadRecord> Pass(StreamState& state, StreamRequest const& request) {
+  Records Pass(StreamState& state, StreamRequest const& request) {
     sink.chunks.clear();
     state.Stream(sink, request);
     return ReadRecords(sink.Payloads());
   }
 
-  std::vector<ReadRecord> Pass(StreamState& state, RequestKind kind, uint32_t request_id = 0) {
+  Records Pass(StreamState& state, RequestKind kind, uint32_t request_id = 0) {
     StreamRequest request;
     request.kind = kind;
     request.request_id = request_id;
@@ -56,10 +60,10 @@ class LiveTest : public qx_store_test::StoreTest {
   }
 
   // STREAM passes until one reports idle; all their records.
-  std::vector<ReadRecord> RunUntilIdle(StreamState& state, int most = 200) {
-    std::vector<ReadRecord> all;
-    for (int pass = 0; pass < most; ++pass) {
-      std::vector<ReadRecord> const records = Pass(state, RequestKind::Stream);
+  Records RunUntilIdle(StreamState& state) {
+    Records all;
+    for (int pass = 0; pass < 200; ++pass) {
+      Records const records = Pass(state, RequestKind::Stream);
       all.insert(all.end(), records.begin(), records.end());
       if (sink.status == 2) return all;
     }
@@ -67,14 +71,13 @@ class LiveTest : public qx_store_test::StoreTest {
     return all;
   }
 
-  static std::vector<ReadRecord> Only(std::vector<ReadRecord> const& records, uint32_t tag) {
-    std::vector<ReadRecord> out;
-    std::copy_if(records.begin(), records.end(), std::back_inserter(out),
-                 [&](ReadRecord const& r) { return r.tag == tag; });
+  static Records Only(Records const& records, uint32_t tag) {
+    Records out;
+    std::ranges::copy_if(records, std::back_inserter(out), [&](ReadRecord const& r) { return r.tag == tag; });
     return out;
   }
-  static size_t Count(std::vector<ReadRecord> const& records, uint32_t tag) {
-    return size_t(std::count_if(records.begin(), records.end(), [&](ReadRecord const& r) { return r.tag == tag; }));
+  static size_t Count(Records const& records, uint32_t tag) {
+    return size_t(std::ranges::count_if(records, [&](ReadRecord const& r) { return r.tag == tag; }));
   }
 
   // The text of a text record or of a live text record, without its zero.

@@ -1,17 +1,43 @@
 #pragma once
-// A stream read back for tests: every record with the model context it
-// stands in, blocks expanded and left out.
+// Streams for tests: a sink that keeps its chunks, and a stream read back
+// as records with the model context each stands in, blocks expanded.
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <vector>
 
 #include "files/ByteOrder.h"
 #include "stream/StreamReader.h"
+#include "stream/Streamer.h"
 #include "stream/WireTags.h"
 
 namespace QX::Store::test {
+
+class RecordingSink : public Streamer {
+ public:
+  bool Write(uint8_t* data, size_t size) override {
+    chunks.emplace_back(data, data + size);
+    return alive;
+  }
+
+  // The chunks without their reserves, laid end to end.
+  Bytes Payloads() const {
+    Bytes all;
+    for (auto const& c : chunks) all.insert(all.end(), c.begin() + header_reserve, c.end() - footer_reserve);
+    return all;
+  }
+
+  std::vector<Bytes> chunks;
+  bool alive = true;
+};
+
+inline Bytes Words(std::initializer_list<uint32_t> words) {
+  Bytes out;
+  for (uint32_t w : words) PutU32(out, w);
+  return out;
+}
 
 struct ReadRecord {
   uint32_t tag = 0;

@@ -15,25 +15,19 @@ namespace {
 using namespace QX::Store;
 using namespace QX::Store::test;
 
-class LiveStress : public LiveTest {};
+using LiveStress = LiveTest;
 
 TEST_F(LiveStress, PassesRunWhileAttachRequestsArrive) {
-  {
-    Model broken = GridModel("stress_broken", {4}, false);
-  }
-  std::ofstream(FileOf("stress_broken", kDigestName), std::ios::binary | std::ios::trunc)
-      << std::string(64, '\x55');
+  GridModel("stress_broken", {4}, false);  // closed at once, then damaged
+  std::ofstream(FileOf("stress_broken", kDigestName), std::ios::binary | std::ios::trunc) << std::string(64, '\x55');
   Model leaf = GridModel("stress_leaf", {6, 7}, false);
   Model middle = GridModel("stress_middle", {5});
   middle.Include(leaf, 0);
   Model host = GridModel("stress_host", {4, 4, 4});
   host.Include(middle, 0);
-  double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 50, 0};
-  host.Include(leaf, host.InsertMatrix(shift));
-  std::string const names[] = {PathOf("stress_host"), PathOf("stress_middle"),
-                               PathOf("stress_leaf"), PathOf("stress_broken"),
-                               PathOf("stress_nowhere")};
-
+  host.Include(leaf, Shifted(host, 0, 50));
+  std::string const names[] = {PathOf("stress_host"), PathOf("stress_middle"), PathOf("stress_leaf"),
+                               PathOf("stress_broken"), PathOf("stress_nowhere")};
   StreamState state(host, &kLiveFlags);
   constexpr uint32_t kRequests = 40;
   std::atomic<bool> entered{false};
@@ -59,7 +53,7 @@ TEST_F(LiveStress, PassesRunWhileAttachRequestsArrive) {
     StreamRequest request;
     request.kind = RequestKind::Stream;
     request.camera = &camera;
-    std::vector<ReadRecord> const records = Pass(state, request);
+    Records const records = Pass(state, request);
     instances += Count(records, Tag::Instance);
     for (ReadRecord const& text : Only(records, Tag::LiveText)) missing += TextOf(text).starts_with("<MISSING_MODEL");
     if (entered && sink.status == 2) break;
@@ -68,7 +62,7 @@ TEST_F(LiveStress, PassesRunWhileAttachRequestsArrive) {
   EXPECT_EQ(sink.status, 2u);
   // The host's own 3, the middle's 1 and the leaf's 2: each model once.
   EXPECT_EQ(instances, 6u);
-  // Every eighth request is damaged, every eighth names no model at all.
+  // Every fifth request names the damaged model, every fifth no model at all.
   EXPECT_EQ(missing, 2 * kRequests / std::size(names));
   EXPECT_GT(state.attached.size(), kRequests / 2);
 }

@@ -37,42 +37,37 @@ Bytes Pixels(uint32_t width, uint32_t height, uint32_t channels, uint32_t seed) 
   return pixels;
 }
 
-Bytes Png(uint32_t width, uint32_t height, uint32_t channels, uint32_t seed) {
-  Bytes png;
-  EXPECT_TRUE(EncodePng(Pixels(width, height, channels, seed).data(), width, height, channels, png));
-  return png;
-}
-
+// Opaque and translucent RGBA, RGB and gray; small ones sent as pixels
+// (one large enough to be compressed), ones with previews, ones scaled.
+// File images (PNG) kept as stored, always converted, scaled, small. And a
+// duplicate, which has no stream form of its own.
 void InsertImages(Model& model) {
-  struct Raw {
+  int const raw = -1;
+  struct Image {
     uint32_t width, height, channels;
-  };
-  // Opaque and translucent RGBA, RGB and gray; small ones sent as pixels
-  // (one large enough to be compressed), ones with previews, ones scaled.
-  Raw const raws[] = {{40, 40, 4},  {64, 700, 4}, {300, 200, 4}, {301, 200, 4}, {120, 90, 3},
-                      {2100, 90, 3}, {90, 2300, 1}, {500, 70, 1},  {70, 500, 4},  {256, 256, 3},
-                      {50, 800, 3},  {30, 1500, 1}, {900, 60, 4}};
+    int format;
+  } const images[] = {{40, 40, 4, raw},   {64, 700, 4, raw},  {300, 200, 4, raw},  {301, 200, 4, raw},
+                      {120, 90, 3, raw},  {2100, 90, 3, raw}, {90, 2300, 1, raw},  {500, 70, 1, raw},
+                      {70, 500, 4, raw},  {256, 256, 3, raw}, {50, 800, 3, raw},   {30, 1500, 1, raw},
+                      {900, 60, 4, raw},  {300, 200, 3, 0},   {200, 150, 4, 2},    {2200, 100, 3, 0},
+                      {40, 30, 2, 1},     {180, 180, 4, 1},   {100, 2500, 1, 2}};
   uint32_t seed = 1;
-  for (Raw const& raw : raws) {
-    Bytes const pixels = Pixels(raw.width, raw.height, raw.channels, seed++);
-    if (raw.channels == 4) model.InsertImageRGBA(raw.width, raw.height, pixels.data());
-    if (raw.channels == 3) model.InsertImageRGB(raw.width, raw.height, pixels.data());
-    if (raw.channels == 1) model.InsertImageGray(raw.width, raw.height, pixels.data());
+  for (Image const& image : images) {
+    uint32_t const w = image.width, h = image.height;
+    Bytes const pixels = Pixels(w, h, image.channels, seed++);
+    if (image.format != raw) {
+      Bytes png;
+      EXPECT_TRUE(EncodePng(pixels.data(), w, h, image.channels, png));
+      model.InsertEncodedImage(uint32_t(png.size()), png.data(), ImageFormat(image.format));
+    } else if (image.channels == 4) {
+      model.InsertImageRGBA(w, h, pixels.data());
+    } else if (image.channels == 3) {
+      model.InsertImageRGB(w, h, pixels.data());
+    } else {
+      model.InsertImageGray(w, h, pixels.data());
+    }
   }
-  // File images: kept as stored, always converted, scaled, small.
-  struct File {
-    uint32_t width, height, channels;
-    ImageFormat format;
-  };
-  File const files[] = {{300, 200, 3, ImageFormat(0)}, {200, 150, 4, ImageFormat(2)},
-                        {2200, 100, 3, ImageFormat(0)}, {40, 30, 2, ImageFormat(1)},
-                        {180, 180, 4, ImageFormat(1)},  {100, 2500, 1, ImageFormat(2)}};
-  for (File const& file : files) {
-    Bytes const png = Png(file.width, file.height, file.channels, seed++);
-    model.InsertEncodedImage(uint32_t(png.size()), png.data(), file.format);
-  }
-  // A duplicate, which has no stream form of its own.
-  Bytes const again = Pixels(120, 90, 3, 5);
+  Bytes const again = Pixels(120, 90, 3, 5);  // the fifth image again
   model.InsertImageRGB(120, 90, again.data());
 }
 

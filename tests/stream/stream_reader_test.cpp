@@ -1,3 +1,5 @@
+// Reading streams from outside: records walked and blocks expanded, and
+// every malformed, truncated or corrupted input refused without a crash.
 #include "stream/StreamReader.h"
 
 #include <gtest/gtest.h>
@@ -7,16 +9,12 @@
 
 #include "stream/ChunkCompression.h"
 #include "stream/ControlRecords.h"
-#include "stream/WireTags.h"
+#include "tests/stream/StreamRecords.h"
 
 namespace QX::Store {
 namespace {
 
-Bytes Words(std::initializer_list<uint32_t> words) {
-  Bytes out;
-  for (uint32_t w : words) PutU32(out, w);
-  return out;
-}
+using test::Words;
 
 Bytes Join(std::initializer_list<Bytes> parts) {
   Bytes out;
@@ -59,112 +57,89 @@ Bytes ZBlock(Bytes const& records, bool zstd) {
   return out;
 }
 
-TEST(StreamReader, WalksPlainRecordsAndExpandsBlocks) {
-  Bytes const v = [] { Bytes b; WriteStreamHead(b, kRootStreamModel); return b; }();
+// A D block around a zstd block of one keyed data record of `size` bytes.
+Bytes KeyedBlock(size_t size) {
   Bytes keyed;
-  WriteKeyedData(keyed, 0xFFFFFFFD, 1, Bytes(2000, 1));
-  Bytes const d_block = Join({Words({68, uint32_t(0)}), ZBlock(keyed, true)});
-  Bytes d = d_block;
-  SetU32(d, 4, uint32_t(d.size() - 8));
-  Bytes const input = Join({v, ZBlock(TextRun(40), false), d, Words({84, 2, 0, 0})});
-
-  Walk const w = WalkAll(input);
-  ASSERT_FALSE(w.failed) << w.error;
-  ASSERT_EQ(w.tags.size(), 1 + 1 + 40 + 3 + 1u);
-  EXPECT_EQ(w.tags[0], Tag::Head);
-  EXPECT_EQ(w.tags[1], Tag::Compressed);
-  EXPECT_EQ(w.tags[2], Tag::Text);
-  EXPECT_EQ(w.depths[2], 1u);
-  EXPECT_EQ(w.tags[42], Tag::KeyedBlock);
-  EXPECT_EQ(w.tags[43], Tag::Compressed);
-  EXPECT_EQ(w.tags[44], Tag::KeyedData);
-  EXPECT_EQ(w.depths[44], 2u);
-  EXPECT_EQ(w.tags[45], Tag::PassEnd);
-  EXPECT_EQ(w.depths[45], 0u);
-}
-
-TEST(StreamReader, ReportsTheOffsetOfTheFirstBadRecord) {
-  Bytes input = Words({78, 1, 78, 2});
-  Bytes const bad = Words({0x12345678, 0});
-  input.insert(input.end(), bad.begin(), bad.end());
-  Walk w = WalkAll(input);
-  EXPECT_TRUE(w.failed);
-  EXPECT_EQ(w.tags.size(), 2u);
-  EXPECT_EQ(w.error_offset, 16u);
-
-  // A count that reaches beyond the input.
-  w = WalkAll(Join({Words({78, 1}), Words({85, 0xFFFFFFF0, 0})}));
-  EXPECT_TRUE(w.failed);
-  EXPECT_EQ(w.error_offset, 8u);
-  // A truncated fixed record.
-  w = WalkAll(Words({86, 72, 72}));
-  EXPECT_TRUE(w.failed);
-  EXPECT_EQ(w.error_offset, 0u);
-  // A clip region whose size word isn't a multiple of 4 or is below its head.
-  EXPECT_TRUE(WalkAll(Words({121, 1, 18, 0, 0})).failed);
-  EXPECT_TRUE(WalkAll(Words({121, 1, 8, 0})).failed);
-}
-
-TEST(StreamReader, RefusesBadNesting) {
-  // Z inside Z.
-  Bytes const inner = ZBlock(TextRun(40), true);
-  Bytes padded_inner = inner;
-  padded_inner.resize(inner.size() + 1024, 0);
-  Bytes const nested = ZBlock(Join({inner, TextRun(40)}), true);
-  Walk w = WalkAll(nested);
-  EXPECT_TRUE(w.failed);
-  EXPECT_NE(w.error.find("Z block inside a Z block"), std::string::npos);
-  EXPECT_EQ(w.error_offset, 0u);
-
-  // d outside D, and other records inside D.
-  Bytes keyed;
-  WriteKeyedData(keyed, 1, 1, {});
-  EXPECT_TRUE(WalkAll(keyed).failed);
-  EXPECT_TRUE(WalkAll(Join({Words({68, 8}), Words({78, 1})})).failed);
-  // D inside Z.
-  Bytes d = Join({Words({68, uint32_t(keyed.size())}), keyed});
-  EXPECT_FALSE(WalkAll(d).failed);
-  Bytes big_d;
-  for (int i = 0; i < 64; ++i) big_d.insert(big_d.end(), d.begin(), d.end());
-  EXPECT_TRUE(WalkAll(ZBlock(big_d, true)).failed);
-}
-
-TEST(StreamReader, RefusesImplausibleCompressedSizes) {
-  Bytes z = ZBlock(TextRun(40), false);
-  Bytes lying = z;
-  SetU32(lying, 12, 0x7FFFFFFF);  // far beyond what LZ4 can expand to
-  EXPECT_TRUE(WalkAll(lying).failed);
-  Bytes zstd = ZBlock(TextRun(40), true);
-  SetU32(zstd, 12, GetU32(zstd.data() + 12) + 4);  // differs from the frame's own size
-  EXPECT_TRUE(WalkAll(zstd).failed);
-  StreamReaderLimits small;
-  small.max_expanded = 64;
-  EXPECT_TRUE(WalkAll(z, small).failed);
-  Bytes method = z;
-  SetU32(method, 4, 7);
-  EXPECT_TRUE(WalkAll(method).failed);
-}
-
-TEST(StreamReader, SurvivesTruncationAndCorruption) {
-  Bytes keyed;
-  WriteKeyedData(keyed, 1, 2, Bytes(900, 4));
+  WriteKeyedData(keyed, 0xFFFFFFFD, 1, Bytes(size, 1));
   Bytes d = Join({Words({68, 0}), ZBlock(keyed, true)});
   SetU32(d, 4, uint32_t(d.size() - 8));
+  return d;
+}
+
+Bytes Head() {
   Bytes v;
   WriteStreamHead(v, kRootStreamModel);
-  Bytes const z1 = ZBlock(TextRun(30), false);
+  return v;
+}
+
+TEST(StreamReader, WalksPlainRecordsAndExpandsBlocks) {
+  Walk const w = WalkAll(Join({Head(), ZBlock(TextRun(40), false), KeyedBlock(2000), Words({84, 2, 0, 0})}));
+  ASSERT_FALSE(w.failed) << w.error;
+  std::vector<uint32_t> tags = {Tag::Head, Tag::Compressed}, depths = {0, 0};
+  tags.resize(42, Tag::Text);
+  depths.resize(42, 1);
+  tags.insert(tags.end(), {Tag::KeyedBlock, Tag::Compressed, Tag::KeyedData, Tag::PassEnd});
+  depths.insert(depths.end(), {0, 1, 2, 0});
+  EXPECT_EQ(w.tags, tags);
+  EXPECT_EQ(w.depths, depths);
+}
+
+TEST(StreamReader, RefusesMalformedInput) {
+  uint64_t const anywhere = ~uint64_t{0};
+  Bytes keyed;
+  WriteKeyedData(keyed, 1, 1, {});
+  Bytes big_d;  // D blocks enough to compress
+  for (int i = 0; i < 64; ++i) big_d = Join({big_d, Words({68, uint32_t(keyed.size())}), keyed});
+  Bytes const lz4 = ZBlock(TextRun(40), false);
+  Bytes lying = lz4, method = lz4, zstd = ZBlock(TextRun(40), true);
+  SetU32(lying, 12, 0x7FFFFFFF);                      // far beyond what LZ4 can expand to
+  SetU32(zstd, 12, GetU32(zstd.data() + 12) + 4);     // differs from the frame's own size
+  SetU32(method, 4, 7);
+  StreamReaderLimits small;
+  small.max_expanded = 64;
+  struct Case {
+    char const* what;
+    Bytes input;
+    uint64_t offset;
+    StreamReaderLimits limits = {};
+  } const cases[] = {
+      {"unknown tag after two records", Words({78, 1, 78, 2, 0x12345678, 0}), 16},
+      {"count beyond the input", Words({78, 1, 85, 0xFFFFFFF0, 0}), 8},
+      {"truncated fixed record", Words({86, 72, 72}), 0},
+      {"clip size not a multiple of 4", Words({121, 1, 18, 0, 0}), anywhere},
+      {"clip size below its head", Words({121, 1, 8, 0}), anywhere},
+      {"Z block inside a Z block", ZBlock(Join({ZBlock(TextRun(40), true), TextRun(40)}), true), 0},
+      {"d outside D", keyed, anywhere},
+      {"other records inside D", Words({68, 8, 78, 1}), anywhere},
+      {"D inside Z", ZBlock(big_d, true), anywhere},
+      {"implausible LZ4 size", lying, anywhere},
+      {"zstd size unlike the frame's", zstd, anywhere},
+      {"expanded size over the limit", lz4, anywhere, small},
+      {"unknown method", method, anywhere},
+  };
+  for (Case const& c : cases) {
+    Walk const w = WalkAll(c.input, c.limits);
+    EXPECT_TRUE(w.failed) << c.what;
+    if (c.offset != anywhere) {
+      EXPECT_EQ(w.error_offset, c.offset) << c.what;
+    }
+  }
+  EXPECT_NE(WalkAll(cases[5].input).error.find("Z block inside a Z block"), std::string::npos);
+}
+
+// Every cut fails except at a record boundary; random bit flips end, with
+// or without an error, and never crash.
+TEST(StreamReader, SurvivesTruncationAndCorruption) {
+  Bytes const v = Head(), z1 = ZBlock(TextRun(30), false), d = KeyedBlock(900);
   Bytes const input = Join({v, z1, d, ZBlock(TextRun(30), true)});
   std::set<size_t> const ends = {0, v.size(), v.size() + z1.size(), v.size() + z1.size() + d.size()};
-
-  for (size_t n = 0; n < input.size(); ++n) {
-    Bytes cut(input.begin(), input.begin() + n);
-    EXPECT_EQ(WalkAll(cut).failed, !ends.contains(n)) << n;
-  }
+  for (size_t n = 0; n < input.size(); ++n)
+    EXPECT_EQ(WalkAll(Bytes(input.begin(), input.begin() + long(n))).failed, !ends.contains(n)) << n;
   std::mt19937 rng(20261122);
   for (int i = 0; i < 2000; ++i) {
     Bytes broken = input;
     for (int k = 0; k < 3; ++k) broken[rng() % broken.size()] ^= uint8_t(1 << (rng() % 8));
-    WalkAll(broken);  // must end, with or without an error, and never crash
+    WalkAll(broken);
   }
 }
 

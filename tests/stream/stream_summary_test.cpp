@@ -1,3 +1,5 @@
+// The summary of a stream: what it counts, the references it can't resolve,
+// and streams read from compressed chunks, from files and broken ones.
 #include "stream/StreamSummary.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +11,7 @@
 #include "stream/ControlFlags.h"
 #include "stream/ControlRecords.h"
 #include "stream/StreamOutput.h"
-#include "tests/stream/RecordingSink.h"
+#include "tests/stream/StreamRecords.h"
 
 namespace QX::Store {
 namespace {
@@ -17,48 +19,44 @@ namespace {
 uint32_t const kModel = 0xFFFFFFFD;
 uint32_t const kInclusion = 0xFFFFFFFE;
 
-void Words(Bytes& out, std::initializer_list<uint32_t> words) {
-  for (uint32_t w : words) PutU32(out, w);
-}
-
-void MeshDefinition(Bytes& out, uint32_t key, uint32_t material) {
-  Words(out, {77, kModel, key, 0, 0, material, kNoKey, kNoKey, 0, 0, 0});
-  for (int i = 0; i < 6; ++i) PutF32(out, float(i));
-}
+void Append(Bytes& out, Bytes const& more) { out.insert(out.end(), more.begin(), more.end()); }
 
 // One triangle, positions only: 40 + 3 × 12 + 8 (indices, padded) + 12.
-void SmallMesh(Bytes& out, uint32_t key) {
-  Words(out, {81, key, 0, 3, 3, 0, 0, 1, 0, 0});
+Bytes SmallMesh(uint32_t key) {
+  Bytes out = test::Words({81, key, 0, 3, 3, 0, 0, 1, 0, 0});
   for (int i = 0; i < 9; ++i) PutF32(out, float(i));
-  Words(out, {0x00010000, 0xFFFF0002, 0, 3, 0});
+  Append(out, test::Words({0x00010000, 0xFFFF0002, 0, 3, 0}));
+  return out;
 }
 
-void Instance(Bytes& out, uint32_t key, uint32_t mesh, uint32_t matrix) {
-  Words(out, {73, kInclusion, key, 0, 0xFFFFFFFF, 0xFFFFFFFF, mesh, matrix, kNoKey, kNoKey,
-              kNoKey, 0, 0, 0, 0, 1, 0, 0});
+Bytes Instance(uint32_t key, uint32_t mesh) {
+  return test::Words({73, kInclusion, key, 0, 0xFFFFFFFF, 0xFFFFFFFF, mesh, 2, kNoKey, kNoKey, kNoKey, 0, 0, 0, 0, 1,
+                      0, 0});
 }
 
+// A scene with one material, matrix, mesh and two instances, the second of
+// a mesh never defined.
 Bytes SceneStream() {
   Bytes out;
   WriteStreamHead(out, kRootStreamModel);
   WriteModelContextRecord(out, kRootStreamModel);
   WriteBounds(out, BoundingBox{-1, -2, -3, 1, 2, 3}, 7);
-  Words(out, {105, kInclusion, kModel, 0xFFFFFFFE});
+  Append(out, test::Words({105, kInclusion, kModel, 0xFFFFFFFE}));
   WriteModelContextRecord(out, kModel);
-  Words(out, {83, 4, 0, 0, 0, 0});  // simple colour, material 4
-  Words(out, {176, 2});
-  for (int i = 0; i < 24; ++i) PutU32(out, 0);  // 12 doubles of zero
-  MeshDefinition(out, 1, 4);
-  SmallMesh(out, 1);
-  Instance(out, 10, 1, 2);
-  Instance(out, 11, 9, 2);  // mesh 9 was never defined
+  Append(out, test::Words({83, 4, 0, 0, 0, 0}));  // simple colour, material 4
+  Append(out, test::Words({176, 2}));
+  out.resize(out.size() + 12 * 8, 0);  // the matrix: 12 doubles of zero
+  Append(out, test::Words({77, kModel, 1, 0, 0, 4, kNoKey, kNoKey, 0, 0, 0}));
+  for (int i = 0; i < 6; ++i) PutF32(out, float(i));
+  Append(out, SmallMesh(1));
+  Append(out, Instance(10, 1));
+  Append(out, Instance(11, 9));
   WritePassEnd(out, 2, 0, 0);
   return out;
 }
 
 TEST(StreamSummary, CountsContentAndFindsUndefinedReferences) {
-  Bytes const stream = SceneStream();
-  StreamSummary const s = SummarizeStream(stream);
+  StreamSummary const s = SummarizeStream(SceneStream());
   EXPECT_TRUE(s.error.empty()) << s.error;
   EXPECT_EQ(s.instances, 2u);
   EXPECT_EQ(s.mesh_definitions, 1u);
@@ -70,16 +68,21 @@ TEST(StreamSummary, CountsContentAndFindsUndefinedReferences) {
   EXPECT_EQ(s.bounds_weight, 7u);
   ASSERT_EQ(s.dangling.size(), 1u);
   EXPECT_NE(s.dangling[0].find("mesh 9 of stream model -3"), std::string::npos);
-  std::string const text = FormatSummary(s);
-  EXPECT_NE(text.find("unresolved references: 1"), std::string::npos);
+  EXPECT_NE(FormatSummary(s).find("unresolved references: 1"), std::string::npos);
+
+  Bytes broken = SmallMesh(1);
+  Append(broken, test::Words({0xDEAD, 0}));
+  StreamSummary const b = SummarizeStream(broken);
+  EXPECT_EQ(b.dangling.size(), 2u);  // no context, and mesh 1 never defined
+  EXPECT_NE(b.error.find("offset 96"), std::string::npos);
 }
 
-TEST(StreamSummary, ReadsWhatTheOutputWroteInCompressedChunks) {
-  Bytes scene = SceneStream();
+TEST(StreamSummary, ReadsCompressedChunksAndFiles) {
+  Bytes const scene = SceneStream();
   test::RecordingSink sink;
   StreamOutput out;
   out.BeginPass(sink, ControlFlag::AggressiveCompression);
-  for (int i = 0; i < 4; ++i) out.Buffer().insert(out.Buffer().end(), scene.begin(), scene.end());
+  for (int i = 0; i < 4; ++i) Append(out.Buffer(), scene);
   out.FlushChunk(0);
   StreamSummary const s = SummarizeStream(sink.Payloads());
   EXPECT_TRUE(s.error.empty()) << s.error;
@@ -87,29 +90,15 @@ TEST(StreamSummary, ReadsWhatTheOutputWroteInCompressedChunks) {
   EXPECT_EQ(s.expanded_bytes, 4 * scene.size());
   EXPECT_LT(s.compressed_bytes, s.expanded_bytes);
   EXPECT_EQ(s.instances, 8u);
-}
 
-TEST(StreamSummary, ReadsAStreamFile) {
-  auto const path = std::filesystem::temp_directory_path() /
-                    ("qx_inspect_" + std::to_string(::getpid()) + ".qxs");
-  Bytes const scene = SceneStream();
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<char const*>(scene.data()), std::streamsize(scene.size()));
+  auto const path = std::filesystem::temp_directory_path() / ("qx_inspect_" + std::to_string(::getpid()) + ".qxs");
+  std::ofstream(path, std::ios::binary).write(reinterpret_cast<char const*>(scene.data()), long(scene.size()));
   auto const summary = SummarizeStreamFile(DefaultFiles(), path);
   std::filesystem::remove(path);
   ASSERT_TRUE(summary.has_value());
   EXPECT_EQ(summary->input_bytes, scene.size());
   EXPECT_EQ(summary->instances, 2u);
   EXPECT_FALSE(SummarizeStreamFile(DefaultFiles(), path).has_value());
-}
-
-TEST(StreamSummary, ReportsRecordsWithoutContextAndReadErrors) {
-  Bytes out;
-  SmallMesh(out, 1);
-  Words(out, {0xDEAD, 0});
-  StreamSummary const s = SummarizeStream(out);
-  EXPECT_EQ(s.dangling.size(), 2u);  // no context, and mesh 1 never defined
-  EXPECT_NE(s.error.find("offset 96"), std::string::npos);
 }
 
 }  // namespace

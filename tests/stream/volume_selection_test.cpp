@@ -10,17 +10,16 @@ using namespace QX::Store;
 using namespace QX::Store::test;
 
 constexpr uint32_t kFlags = ControlFlag::StandAlone | ControlFlag::StreamSetupOnly;
-constexpr uint32_t kFaces = 1u << 2;
 constexpr uint32_t kWhole = 1u << 0;
 constexpr uint32_t kRespectVisibility = 1u << 1;
-constexpr uint32_t kAnyFaces = 1u << 7;
+constexpr uint32_t kFaces = 1u << 2;
 constexpr uint32_t kNoClipping = 1u << 5;
+constexpr uint32_t kAnyFaces = 1u << 7;
 
-// A closed cube of side `size` from `at`.
-qx_test::TestMesh Cube(float x, float y, float z, float size = 2) {
+// A closed cube of side 2 from (x, y, 0).
+qx_test::TestMesh Cube(float x, float y) {
   qx_test::TestMesh mesh;
-  for (int i = 0; i < 8; ++i)
-    mesh.points.push_back({x + size * (i & 1), y + size * (i >> 1 & 1), z + size * (i >> 2 & 1)});
+  for (int i = 0; i < 8; ++i) mesh.points.push_back({x + 2.0f * (i & 1), y + 2.0f * (i >> 1 & 1), 2.0f * (i >> 2 & 1)});
   mesh.data.face_elements.push_back({0, 2, 1, 1, 2, 3, 4, 5, 6, 5, 7, 6, 0, 1, 4, 1, 5, 4,
                                      2, 6, 3, 3, 6, 7, 0, 4, 2, 2, 4, 6, 1, 3, 5, 3, 7, 5});
   mesh.data.flags = 0;
@@ -29,8 +28,7 @@ qx_test::TestMesh Cube(float x, float y, float z, float size = 2) {
 
 PlaneSelectionCommand Box(PointD lo, PointD hi, uint32_t selection_id, uint32_t flags = kFaces) {
   PlaneSelectionCommand c;
-  c.rows = {{1, 0, 0, -lo.x}, {-1, 0, 0, hi.x}, {0, 1, 0, -lo.y},
-            {0, -1, 0, hi.y}, {0, 0, 1, -lo.z}, {0, 0, -1, hi.z}};
+  c.rows = {{1, 0, 0, -lo.x}, {-1, 0, 0, hi.x}, {0, 1, 0, -lo.y}, {0, -1, 0, hi.y}, {0, 0, 1, -lo.z}, {0, 0, -1, hi.z}};
   c.reference = {float(lo.x), float(lo.y), float(lo.z)};
   c.request_id = 100 + selection_id;
   c.selection_id = selection_id;
@@ -38,24 +36,13 @@ PlaneSelectionCommand Box(PointD lo, PointD hi, uint32_t selection_id, uint32_t 
   return c;
 }
 
-// A ray along one axis in a square tube of half width `w`.
-RaySelectionCommand Ray(std::array<float, 3> origin, int axis, float sign, uint32_t selection_id,
-                        double w = 0.01) {
+// A ray towards -x from `o` in a square tube of half width 0.01.
+RaySelectionCommand Ray(std::array<float, 3> o, uint32_t selection_id) {
+  double const w = 0.01;
   RaySelectionCommand c;
-  std::array<double, 3> d{}, u{}, v{};
-  d[axis] = sign;
-  u[(axis + 1) % 3] = 1;
-  v[(axis + 2) % 3] = 1;
-  auto dot = [&](std::array<double, 3> const& n) {
-    return n[0] * origin[0] + n[1] * origin[1] + n[2] * origin[2];
-  };
-  c.rows = {{{u[0], u[1], u[2], w - dot(u)},
-             {-u[0], -u[1], -u[2], w + dot(u)},
-             {v[0], v[1], v[2], w - dot(v)},
-             {-v[0], -v[1], -v[2], w + dot(v)},
-             {d[0], d[1], d[2], -dot(d)}}};
-  c.origin = origin;
-  c.direction = {float(d[0]), float(d[1]), float(d[2])};
+  c.rows = {{{0, 1, 0, w - o[1]}, {0, -1, 0, w + o[1]}, {0, 0, 1, w - o[2]}, {0, 0, -1, w + o[2]}, {-1, 0, 0, o[0]}}};
+  c.origin = o;
+  c.direction = {-1, 0, 0};
   c.request_id = 200 + selection_id;
   c.selection_id = selection_id;
   c.flags = kFaces;
@@ -73,6 +60,10 @@ struct Batch {
   std::vector<uint32_t> inclusions;
 };
 
+using Replies = std::vector<std::array<uint32_t, 2>>;
+using Command = std::variant<PlaneSelectionCommand, RaySelectionCommand, SphereSelectionCommand, NextResultsCommand,
+                             EndSelectionCommand>;
+
 class VolumeSelectionTest : public LiveTest {
  protected:
   // Five cubes in a row at x = 0, 10, .. 40, all of one mesh placed by
@@ -80,20 +71,14 @@ class VolumeSelectionTest : public LiveTest {
   Model Row(char const* name, uint32_t hidden_part = ~0u) {
     Model model = Open(name);
     model.Include(model, 0);
-    qx_test::TestMesh cube = Cube(0, 0, 0);
+    qx_test::TestMesh cube = Cube(0, 0);
     MeshKey const mesh = model.InsertMesh(cube.Data());
-    for (uint32_t i = 0; i < 5; ++i) {
-      double const m[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 10.0 * i, 0, 0};
-      uint32_t const flags = i == hidden_part ? 0 : 7;
-      parts.push_back(model.InsertInstance(mesh, model.InsertMatrix(m), kNoKey, kNoKey, kNoKey, 0,
-                                           0, 0, flags, 0, 0, {}));
-    }
+    for (uint32_t i = 0; i < 5; ++i)
+      parts.push_back(model.InsertInstance(mesh, Shifted(model, 10.0 * i, 0), kNoKey, kNoKey, kNoKey, 0, 0, 0,
+                                           i == hidden_part ? 0 : 7, 0, 0, {}));
     model.PrepareStream(1);
     return model;
   }
-
-  using LiveTest::Pass;
-  std::vector<ReadRecord> Pass(StreamState& state) { return Pass(state, RequestKind::Nothing); }
 
   // The state after its first pass, which attaches the model.
   std::unique_ptr<StreamState> Attached(Model const& model, uint32_t flags = kFlags) {
@@ -102,37 +87,45 @@ class VolumeSelectionTest : public LiveTest {
     return state;
   }
 
-  static std::vector<Batch> Batches(std::vector<ReadRecord> const& records) {
+  // A pass that only answers the commands queued since the last one.
+  Records Pass(StreamState& state) { return LiveTest::Pass(state, RequestKind::Nothing); }
+  using LiveTest::Pass;
+
+  // Queues the commands and runs a pass that answers them.
+  Records Answer(StreamState& state, std::initializer_list<Command> commands) {
+    for (Command const& c : commands) std::visit([&](auto const& command) { state.QueueSelection(command); }, c);
+    return Pass(state);
+  }
+
+  static std::vector<Batch> Batches(Records const& records) {
     std::vector<Batch> out;
-    for (ReadRecord const& r : records) {
-      if (r.tag != Tag::Selection) continue;
-      Batch b{r.Word(2), r.Word(3), {}, {}};
+    for (ReadRecord const& r : LiveTest::Only(records, Tag::Selection)) {
+      Batch& b = out.emplace_back(Batch{r.Word(2), r.Word(3), {}, {}});
       EXPECT_EQ(r.bytes.size(), 16u + 8u * r.Word(1));
       for (uint32_t i = 0; i < r.Word(1); ++i) {
         b.inclusions.push_back(r.Word(4 + 2 * i));
         b.keys.push_back(r.Word(5 + 2 * i));
       }
-      out.push_back(b);
     }
     return out;
   }
 
   // (kind word, request id) of each 4 record.
-  static std::vector<std::array<uint32_t, 2>> Replies(std::vector<ReadRecord> const& records) {
-    std::vector<std::array<uint32_t, 2>> out;
-    for (ReadRecord const& r : records)
-      if (r.tag == Tag::OpResult) out.push_back({r.Word(1), r.Word(2)});
+  static Replies RepliesOf(Records const& records) {
+    Replies out;
+    for (ReadRecord const& r : LiveTest::Only(records, Tag::OpResult)) out.push_back({r.Word(1), r.Word(2)});
     return out;
   }
 
-  std::vector<InstanceKey> Parts(std::initializer_list<int> indices) const {
+  std::vector<InstanceKey> Parts(std::initializer_list<int> indices, bool sorted = true) const {
     std::vector<InstanceKey> keys;
     for (int i : indices) keys.push_back(parts[size_t(i)]);
+    if (sorted) std::ranges::sort(keys);
     return keys;
   }
 
   static std::vector<InstanceKey> Sorted(std::vector<InstanceKey> keys) {
-    std::sort(keys.begin(), keys.end());
+    std::ranges::sort(keys);
     return keys;
   }
 
@@ -152,12 +145,12 @@ TEST_F(VolumeSelectionTest, ShapesAndFlagsSelectTheirParts) {
   sphere.flags = kFaces;
   struct Case {
     char const* what;
-    std::variant<PlaneSelectionCommand, RaySelectionCommand, SphereSelectionCommand> command;
+    Command command;
     std::vector<int> parts;
     bool ordered = false;
   } const cases[] = {
-      {"ray from beyond the last cube, nearest first", Ray({45, 1, 1}, 0, -1, 1), {4, 3, 2, 1, 0}, true},
-      {"ray beside the parts", Ray({45, 5, 1}, 0, -1, 2), {}},
+      {"ray from beyond the last cube, nearest first", Ray({45, 1, 1}, 1), {4, 3, 2, 1, 0}, true},
+      {"ray beside the parts", Ray({45, 5, 1}, 2), {}},
       {"box around three", Box({9, -1, -1}, {33, 3, 3}, 3), {1, 2, 3}},
       {"box around one and a half", Box({9, -1, -1}, {21, 3, 3}, 4), {1, 2}},
       {"the same, whole parts only", Box({9, -1, -1}, {21, 3, 3}, 5, kFaces | kWhole), {1}},
@@ -169,7 +162,7 @@ TEST_F(VolumeSelectionTest, ShapesAndFlagsSelectTheirParts) {
       {"replaced", Box({-1, -1, -1}, {3, 3, 3}, 9), {}},
       {"replacing", Box({39, -1, -1}, {43, 3, 3}, 9), {4}},
   };
-  std::vector<std::array<uint32_t, 2>> replies;
+  Replies replies;
   for (Case const& c : cases) {
     std::visit([&](auto const& command) {
       state->QueueSelection(command);
@@ -177,8 +170,8 @@ TEST_F(VolumeSelectionTest, ShapesAndFlagsSelectTheirParts) {
     }, c.command);
   }
   for (uint32_t id = 1; id <= 9; ++id) state->QueueSelection(Next(id));
-  auto const records = Pass(*state);
-  std::vector<std::array<uint32_t, 2>> answered = Replies(records);
+  Records const records = Pass(*state);
+  Replies answered = RepliesOf(records);
   std::ranges::sort(answered);  // each kind of shape has a queue of its own
   std::ranges::sort(replies);
   EXPECT_EQ(answered, replies);
@@ -206,24 +199,18 @@ TEST_F(VolumeSelectionTest, IncludedModelsAreSelectedWhereTheyStand) {
   MeshKey copy_mesh = 0;
   for (float x : {0.0f, 10.0f}) {
     qx_test::TestMesh grid = qx_test::GridMesh(6, x);  // z = x y / 4 over 5 x 7.5
-    double const identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
     copy_mesh = part.InsertMesh(grid.Data());
-    copy = part.InsertInstance(copy_mesh, part.InsertMatrix(identity), kNoKey, kNoKey, kNoKey, 0,
-                               0, 0, 7, 0, 0, {});
+    copy = part.InsertInstance(copy_mesh, Shifted(part, 0, 0), kNoKey, kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
   }
   part.PrepareStream(1);
   ASSERT_NE(part.Impl().FindMesh(copy_mesh)->duplicate_of, 0u);
   Model host = Row("host");
-  double const shift[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 100, 0};
-  host.Include(part, host.InsertMatrix(shift));
+  host.Include(part, Shifted(host, 0, 100));
   auto state = Attached(host);
-  state->QueueSelection(Box({9, 99, -1}, {16, 108, 11}, 1));
-  state->QueueSelection(Ray({25, 101, 1}, 0, -1, 2));  // meets both grids where x y / 4 = 1
-  state->QueueSelection(Ray({25, 101, 5}, 0, -1, 3));  // above both: z stays below 2.5 at y 1
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  state->QueueSelection(Next(3));
-  auto const batches = Batches(Pass(*state));
+  // The first ray meets both grids where x y / 4 = 1; the second passes
+  // above both, where z stays below 2.5 at y 1.
+  auto const batches = Batches(Answer(*state, {Box({9, 99, -1}, {16, 108, 11}, 1), Ray({25, 101, 1}, 2),
+                                               Ray({25, 101, 5}, 3), Next(1), Next(2), Next(3)}));
   ASSERT_EQ(batches.size(), 3u);
   EXPECT_EQ(batches[0].keys, std::vector<InstanceKey>{copy});
   EXPECT_EQ(batches[0].inclusions, std::vector<uint32_t>{0xFFFFFFFDu});
@@ -232,56 +219,50 @@ TEST_F(VolumeSelectionTest, IncludedModelsAreSelectedWhereTheyStand) {
   EXPECT_TRUE(batches[2].keys.empty());
 }
 
+// Results come in batches of at most the asked size (0 asked: nothing moves
+// on), each candidate once, in the walk order.
 TEST_F(VolumeSelectionTest, ResultsComeInBatchesOfTheAskedSize) {
   Model model = Row("batches");
   auto state = Attached(model);
   state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(Next(1, 0));
-  state->QueueSelection(Next(1, 2));
-  state->QueueSelection(Next(1, 2));
-  auto first = Batches(Pass(*state));
-  state->QueueSelection(Next(1, 2));
-  state->QueueSelection(Next(1, 2));
-  auto second = Batches(Pass(*state));
-  ASSERT_EQ(first.size(), 3u);
-  ASSERT_EQ(second.size(), 2u);
-  EXPECT_TRUE(first[0].keys.empty());  // 0 asked: nothing moves on
-  EXPECT_EQ(first[1].keys.size(), 2u);
-  EXPECT_EQ(first[2].keys.size(), 2u);
-  EXPECT_EQ(second[0].keys.size(), 1u);  // shorter: the candidates ran out
-  EXPECT_TRUE(second[1].keys.empty());   // still open, but empty
-  EXPECT_EQ(second[1].status, 0u);
+  std::vector<Batch> batches;
+  for (uint32_t size : {0, 2, 2, 2, 2}) {
+    for (Batch const& b : Batches(Answer(*state, {Next(1, size)}))) batches.push_back(b);
+  }
+  std::vector<size_t> sizes;
   std::vector<InstanceKey> all;
-  for (auto const* batches : {&first, &second})
-    for (Batch const& b : *batches) all.insert(all.end(), b.keys.begin(), b.keys.end());
+  for (Batch const& b : batches) {
+    sizes.push_back(b.keys.size());
+    all.insert(all.end(), b.keys.begin(), b.keys.end());
+    EXPECT_EQ(b.status, 0u);  // still open, even when empty
+  }
+  EXPECT_EQ(sizes, (std::vector<size_t>{0, 2, 2, 1, 0}));
   std::vector<InstanceKey> walk;
   for (StreamInstance const* item : state->items) walk.push_back(item->instance->key);
-  EXPECT_EQ(all, walk);  // each once, in the walk order
+  EXPECT_EQ(all, walk);
 }
 
 TEST_F(VolumeSelectionTest, InstancesHeldInFullByTheViewerAreLeftOut) {
   Model model = Row("sent");
-  uint32_t const flags = ControlFlag::StandAlone | ControlFlag::NoStreamLimit;
-  auto state = Attached(model, flags);
+  auto state = Attached(model, ControlFlag::StandAlone | ControlFlag::NoStreamLimit);
   Pass(*state, RequestKind::Stream);  // everything goes out, mesh data included
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1), Next(1)}));
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_TRUE(batches[0].keys.empty());
 }
 
+// The statistics line counts open selections and results; an end closes a
+// selection, and is answered even for one that was never open.
 TEST_F(VolumeSelectionTest, EndClosesASelection) {
   Model model = Row("end");
   auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(EndSelectionCommand{400, 1});
-  state->QueueSelection(EndSelectionCommand{401, 9});  // never open: still answered
-  auto const records = Pass(*state);
-  EXPECT_EQ(Replies(records),
-            (std::vector<std::array<uint32_t, 2>>{{1, 101}, {2, 400}, {2, 401}}));
-  state->QueueSelection(Next(1));
-  auto const batches = Batches(Pass(*state));
+  EXPECT_NE(log.lines.back().find(" vs(0 0) "), std::string::npos) << log.lines.back();
+  Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1), Box({9, -1, -1}, {33, 3, 3}, 2), Next(1, 4), Next(2)});
+  EXPECT_NE(log.lines.back().find(" vs(2 7) "), std::string::npos) << log.lines.back();
+  EXPECT_EQ(RepliesOf(Answer(*state, {EndSelectionCommand{400, 1}, EndSelectionCommand{401, 9}})),
+            (Replies{{2, 400}, {2, 401}}));
+  EXPECT_NE(log.lines.back().find(" vs(1 0) "), std::string::npos) << log.lines.back();
+  auto const batches = Batches(Answer(*state, {Next(1)}));
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_EQ(batches[0].status, 1u);
   EXPECT_TRUE(batches[0].keys.empty());
@@ -291,16 +272,13 @@ TEST_F(VolumeSelectionTest, ClipCellsCutAwayWhatTheyHold) {
   Model model = Row("clip");
   auto state = Attached(model);
   // One cell around the cube at 20.
-  state->SetClipCells({{{1, 0, 0, -19}, {-1, 0, 0, 23}, {0, 1, 0, 1}, {0, -1, 0, 3},
-                        {0, 0, 1, 1}, {0, 0, -1, 3}}});
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  auto const batches = Batches(Pass(*state));
+  state->SetClipCells({{{1, 0, 0, -19}, {-1, 0, 0, 23}, {0, 1, 0, 1}, {0, -1, 0, 3}, {0, 0, 1, 1}, {0, 0, -1, 3}}});
+  PlaneSelectionCommand const clipped = Box({9, -1, -1}, {33, 3, 3}, 1);
+  PlaneSelectionCommand const whole = Box({9, -1, -1}, {33, 3, 3}, 2, kFaces | kNoClipping);
+  auto const batches = Batches(Answer(*state, {clipped, whole, Next(1), Next(2)}));
   ASSERT_EQ(batches.size(), 2u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 3})));
-  EXPECT_EQ(Sorted(batches[1].keys), Sorted(Parts({1, 2, 3})));
+  EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 3}));
+  EXPECT_EQ(Sorted(batches[1].keys), Parts({1, 2, 3}));
 }
 
 TEST_F(VolumeSelectionTest, SceneWithoutInstancesOpensAndAnswersEmpty) {
@@ -308,29 +286,12 @@ TEST_F(VolumeSelectionTest, SceneWithoutInstancesOpensAndAnswersEmpty) {
   model.Include(model, 0);
   model.PrepareStream(1);
   auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {1, 1, 1}, 1));
-  state->QueueSelection(Next(1));
-  auto const records = Pass(*state);
-  EXPECT_EQ(Replies(records), (std::vector<std::array<uint32_t, 2>>{{1, 101}}));
+  Records const records = Answer(*state, {Box({-1, -1, -1}, {1, 1, 1}, 1), Next(1)});
+  EXPECT_EQ(RepliesOf(records), (Replies{{1, 101}}));
   auto const batches = Batches(records);
   ASSERT_EQ(batches.size(), 1u);
   EXPECT_EQ(batches[0].status, 0u);
   EXPECT_TRUE(batches[0].keys.empty());
-}
-
-TEST_F(VolumeSelectionTest, StatisticsLineCountsOpenSelectionsAndResults) {
-  Model model = Row("stats");
-  auto state = Attached(model);
-  EXPECT_NE(log.lines.back().find(" vs(0 0) "), std::string::npos) << log.lines.back();
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 2));
-  state->QueueSelection(Next(1, 4));
-  state->QueueSelection(Next(2));
-  Pass(*state);
-  EXPECT_NE(log.lines.back().find(" vs(2 7) "), std::string::npos) << log.lines.back();
-  state->QueueSelection(EndSelectionCommand{1, 1});
-  Pass(*state);
-  EXPECT_NE(log.lines.back().find(" vs(1 0) "), std::string::npos) << log.lines.back();
 }
 
 // Attaching a model recomputes the boxes of the items: open selections end,
@@ -340,28 +301,21 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
   Model model = Row("drop");
   Model other = Open("other");
   other.Include(other, 0);
-  qx_test::TestMesh cube = Cube(0, 50, 0);
-  double const identity[12] = {1, 0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0};
-  other.InsertInstance(other.InsertMesh(cube.Data()), other.InsertMatrix(identity), kNoKey,
-                       kNoKey, kNoKey, 0, 0, 0, 7, 0, 0, {});
+  qx_test::TestMesh cube = Cube(0, 50);
+  other.InsertInstance(other.InsertMesh(cube.Data()), Shifted(other, 0, 0), kNoKey, kNoKey, kNoKey, 0, 0, 0, 7, 0,
+                       0, {});
   other.PrepareStream(1);
 
   auto state = Attached(model);
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 1));
-  Pass(*state);
+  Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 1)});
   AttachRequest request;
   request.model = other;
   request.name = "other";
   request.model_id = other.Impl().id;
   state->EnterAttachRequest(std::move(request), 5, 0, 0);
-  state->QueueSelection(Box({-1, -1, -1}, {50, 3, 3}, 2));
-  state->QueueSelection(Ray({45, 1, 1}, 0, -1, 3));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(3));
-  state->QueueSelection(EndSelectionCommand{400, 1});
-  auto const records = Pass(*state);
-  EXPECT_EQ(Replies(records), (std::vector<std::array<uint32_t, 2>>{
-                                  {0x80000001u, 102}, {0x80000002u, 400}, {1, 203}}));
+  Records const records = Answer(*state, {Box({-1, -1, -1}, {50, 3, 3}, 2), Ray({45, 1, 1}, 3), Next(1), Next(3),
+                                          EndSelectionCommand{400, 1}});
+  EXPECT_EQ(RepliesOf(records), (Replies{{0x80000001u, 102}, {0x80000002u, 400}, {1, 203}}));
   auto const batches = Batches(records);
   ASSERT_EQ(batches.size(), 2u);
   EXPECT_EQ(batches[0].request_id, 301u);
@@ -376,14 +330,10 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
 TEST_F(VolumeSelectionTest, LiveStateAnswersBetweenPasses) {
   Model model = Row("live");
   auto state = Attached(model, ControlFlag::StreamSetupOnly);
-  state->QueueSelection(Box({9, -1, -1}, {33, 3, 3}, 1));
-  state->QueueSelection(Ray({45, 1, 1}, 0, -1, 2));
-  state->QueueSelection(Next(1));
-  state->QueueSelection(Next(2));
-  auto const batches = Batches(Pass(*state));
+  auto const batches = Batches(Answer(*state, {Box({9, -1, -1}, {33, 3, 3}, 1), Ray({45, 1, 1}, 2), Next(1), Next(2)}));
   ASSERT_EQ(batches.size(), 2u);
-  EXPECT_EQ(Sorted(batches[0].keys), Sorted(Parts({1, 2, 3})));
-  EXPECT_EQ(batches[1].keys, Parts({4, 3, 2, 1, 0}));
+  EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 2, 3}));
+  EXPECT_EQ(batches[1].keys, Parts({4, 3, 2, 1, 0}, false));
 }
 
 }  // namespace
