@@ -9,36 +9,25 @@
 namespace qx_store_test {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 class ModelDataFileTest : public ModelTest {
  protected:
-  KeyedData const& Entry(DataKey key) { return *impl().keyed_data.Find(key); }
-  Bytes Read(DataKey key) {
-    Bytes out{0xEE};
+  KeyedData& Entry(DataKey key) { return *impl().keyed_data.Find(key); }
+  std::vector<uint8_t> Read(DataKey key) {
+    std::vector<uint8_t> out{0xEE};
     EXPECT_TRUE(impl().ReadKeyedData(key, out));
     return out;
   }
 };
 
-TEST_F(ModelDataFileTest, EmptyBlocksHaveNoBytes) {
-  DataKey const key = model.InsertKeyedData(0, nullptr, 7);
-  EXPECT_EQ(Entry(key).position, -1);
-  EXPECT_EQ(Entry(key).size, 0u);
-  EXPECT_EQ(Entry(key).type, 7u);
-  EXPECT_TRUE(Read(key).empty());
+// Empty blocks have no bytes; a replacement is appended and read from there.
+TEST_F(ModelDataFileTest, KeyedDataIsReplacedAtTheEnd) {
+  DataKey const empty = model.InsertKeyedData(0, nullptr, 7);
+  EXPECT_EQ(Entry(empty).position, -1);
+  EXPECT_EQ(Entry(empty).type, 7u);
+  EXPECT_TRUE(Read(empty).empty());
 
-  Bytes const data = {1, 2, 3};
-  DataKey const full = model.InsertKeyedData(3, data.data(), 8);
-  model.SetKeyedData(full, 0, nullptr);
-  EXPECT_EQ(Entry(full).position, -1);
-  EXPECT_EQ(Entry(full).type, 8u);
-  EXPECT_TRUE(Read(full).empty());
-}
-
-TEST_F(ModelDataFileTest, ReplacementAppendsAndReadsTheLastVersion) {
-  Bytes const first = {1, 2, 3, 4, 5};
-  Bytes const second = {9, 8, 7};
+  std::vector<uint8_t> const first = {1, 2, 3, 4, 5};
+  std::vector<uint8_t> const second = {9, 8, 7};
   DataKey const key = model.InsertKeyedData(5, first.data(), 3);
   uintmax_t const size = FileSize(kDataName);
   model.SetKeyedData(key, 3, second.data());
@@ -46,33 +35,31 @@ TEST_F(ModelDataFileTest, ReplacementAppendsAndReadsTheLastVersion) {
   EXPECT_EQ(Entry(key).position, static_cast<int64_t>(size));
   EXPECT_EQ(Read(key), second);
   model.SetKeyedData(key, 5, first.data());
-  EXPECT_EQ(FileSize(kDataName), size + 8);
   EXPECT_EQ(Read(key), first);
+  model.SetKeyedData(key, 0, nullptr);
+  EXPECT_EQ(Entry(key).position, -1);
   EXPECT_EQ(Entry(key).type, 3u);
+  EXPECT_TRUE(Read(key).empty());
 }
 
-TEST_F(ModelDataFileTest, BadCallsChangeNothing) {
-  Bytes const data = {1};
+TEST_F(ModelDataFileTest, BadCallsAndBlocksOutsideTheFile) {
+  uint8_t const data[4] = {1, 2, 3, 4};
   DataKey const next = impl().next.keyed_data;
-  EXPECT_EQ(ThrownText([&] { model.InsertKeyedData(1, nullptr, 0); }), "Keyed data invalid: byte_data ptr");
-  EXPECT_EQ(ThrownText([&] { model.InsertKeyedData(0, data.data(), 0); }), "Keyed data invalid: byte_data ptr");
-  EXPECT_EQ(ThrownText([&] { model.SetKeyedData(kMetadataKey, 0, data.data()); }),
-            "Keyed data invalid: byte_data ptr");
-  EXPECT_EQ(log.Count("Keyed data invalid: byte_data ptr"), 3);
-  EXPECT_EQ(ThrownText([&] { model.SetKeyedData(999, 1, data.data()); }), "Used an invalid DataKey");
+  std::string const invalid = "Keyed data invalid: byte_data ptr";
+  EXPECT_EQ(ThrownText([&] { model.InsertKeyedData(1, nullptr, 0); }), invalid);
+  EXPECT_EQ(ThrownText([&] { model.InsertKeyedData(0, data, 0); }), invalid);
+  EXPECT_EQ(ThrownText([&] { model.SetKeyedData(kMetadataKey, 0, data); }), invalid);
+  EXPECT_EQ(log.Count(invalid), 3);
+  EXPECT_EQ(ThrownText([&] { model.SetKeyedData(999, 1, data); }), "Used an invalid DataKey");
   EXPECT_EQ(impl().next.keyed_data, next);
-  Bytes out;
+  std::vector<uint8_t> out;
   EXPECT_FALSE(impl().ReadKeyedData(999, out));
-}
 
-TEST_F(ModelDataFileTest, BlockOutsideTheFileFailsToRead) {
-  Bytes const data = {1, 2, 3, 4};
-  DataKey const key = model.InsertKeyedData(4, data.data(), 0);
-  impl().keyed_data.Find(key)->size = 0xFFFFFFF0u;  // as a damaged digest could say
-  Bytes out;
+  DataKey const key = model.InsertKeyedData(4, data, 0);
+  Entry(key).size = 0xFFFFFFF0u;  // as a damaged digest could say
   EXPECT_FALSE(impl().ReadKeyedData(key, out));
   EXPECT_TRUE(out.empty());
-  EXPECT_TRUE(log.Saw("Failed reading KeyedData " + std::to_string(key)));
+  EXPECT_EQ(log.Count("Failed reading KeyedData " + std::to_string(key)), 1);
 }
 
 // A group block: instance pairs sorted and made unique, group pairs in the
@@ -80,11 +67,8 @@ TEST_F(ModelDataFileTest, BlockOutsideTheFileFailsToRead) {
 TEST_F(ModelDataFileTest, GroupBlockBytesAndWords) {
   std::vector<InstanceInc> const instances = {{2, 5}, {1, 9}, {1, 9}};
   std::vector<GroupInc> const groups = {{3, 1}, {1, 1}, {3, 1}, {3, 1}};
-  Bytes const block = EncodeGroupBlock(instances, groups);
-  Bytes const expected = {2, 0, 0, 0,  1, 0, 0, 0, 9, 0, 0, 0,  2, 0, 0, 0, 5, 0, 0, 0,
-                          3, 0, 0, 0,  3, 0, 0, 0, 1, 0, 0, 0,  1, 0, 0, 0, 1, 0, 0, 0,
-                          3, 0, 0, 0, 1, 0, 0, 0};
-  EXPECT_EQ(block, expected);
+  std::vector<uint8_t> const block = EncodeGroupBlock(instances, groups);
+  EXPECT_EQ(block, Put().U32({2, 1, 9, 2, 5, 3, 3, 1, 1, 1, 3, 1}).data);
   EXPECT_EQ(block.size(), GroupBlockSize(2, 3));
   EXPECT_EQ(GroupWordsFromBlock(block), (std::vector<uint32_t>{12, 2, 1, 9, 2, 5, 3, 3, 1, 1, 1, 3, 1}));
 
@@ -97,13 +81,10 @@ TEST_F(ModelDataFileTest, GroupBlockBytesAndWords) {
   impl().LoadGroup(group);
   EXPECT_EQ(group.words, (std::vector<uint32_t>{8, 2, 1, 9, 2, 5, 1, 3, 1}));
 
-  GroupEntry broken;
-  broken.key = 5;
-  broken.position = group.position + 8;
-  broken.size = 32;
+  GroupEntry broken{.position = group.position + 8, .size = 32, .key = 5, .words = {}};
   impl().LoadGroup(broken);
   EXPECT_EQ(broken.words, std::vector<uint32_t>{0});
-  EXPECT_TRUE(log.Saw("Failed reading Group (5)"));
+  EXPECT_EQ(log.Count("Failed reading Group (5)"), 1);
 }
 
 // A group replaced goes to the end of the data file; the old bytes stay.

@@ -2,7 +2,6 @@
 // the bounding tree that a new instance makes stale.
 #include <array>
 #include <filesystem>
-#include <functional>
 
 #include "tests/store/StoreFixture.h"
 
@@ -22,35 +21,22 @@ struct InstanceArgs {
   InstanceExtensionData extension;
 };
 
-InstanceArgs Extended() {
-  InstanceArgs args;
-  args.extension = {{1, 2, 3, 4}, 9};
-  return args;
-}
-
 InstanceKey Insert(Model& model, InstanceArgs const& a) {
-  return model.InsertInstance(a.mesh, a.matrix, a.materials[0], a.materials[1], a.materials[2],
-                              a.maps[0], a.maps[1], a.maps[2], a.flags, a.modifiers, a.clip,
-                              a.extension);
+  return model.InsertInstance(a.mesh, a.matrix, a.materials[0], a.materials[1], a.materials[2], a.maps[0], a.maps[1],
+                              a.maps[2], a.flags, a.modifiers, a.clip, a.extension);
 }
 
-using InstanceTest = StoreTest;
+using InstanceTest = ModelTest;
 
 TEST_F(InstanceTest, StoresMaskedFlagsAndTheGivenKeys) {
-  Model model = Open("m");
   MaterialKey const red = model.InsertMaterial(RGBAColor{1, 0, 0, 1});
   MaterialMapKey const map = model.InsertMaterialMap({red});
-  InstanceArgs args;
-  args.matrix = 12345;  // not checked here
-  args.materials = {kNoKey, red, 0};
-  args.maps = {0, 0, map};
-  args.flags = 0xFF;
-  args.modifiers = 0x800 | 0x200;
-  InstanceKey const key = Insert(model, args);
+  // The matrix isn't checked here.
+  InstanceKey const key = Insert(model, {.matrix = 12345, .materials = {kNoKey, red, 0}, .maps = {0, 0, map},
+                                         .flags = 0xFF, .modifiers = 0x800 | 0x200, .clip = 0, .extension = {}});
   EXPECT_EQ(key, 1u);
   EXPECT_EQ(Insert(model, {}), 2u);
-
-  Instance const& stored = *model.Impl().instances.Find(key);
+  Instance const& stored = *impl().instances.Find(key);
   EXPECT_EQ(stored.flags, 7u);
   EXPECT_EQ(stored.modifiers, 0xA00u);
   EXPECT_EQ(stored.matrix, 12345u);
@@ -66,42 +52,34 @@ TEST_F(InstanceTest, StoresMaskedFlagsAndTheGivenKeys) {
 // Each call breaks one or two rules; the first rule in check order names the
 // error, and nothing of the model changes.
 TEST_F(InstanceTest, RefusedInstanceChangesNothing) {
-  Model model = Open("m");
-  auto with = [&](std::function<void(InstanceArgs&)> const& change) {
-    InstanceArgs args = Extended();
-    change(args);
-    return ThrownText([&] { Insert(model, args); });
+  InstanceExtensionData const extension{{1, 2, 3, 4}, 9};
+  struct Case {
+    InstanceArgs args;
+    char const* error;
+  } const cases[] = {
+      {{.mesh = 9, .modifiers = 0x300, .extension = extension}, "Used an invalid MeshKey"},
+      {{.materials = {kNoKey, kNoKey, 9}, .modifiers = 0x300, .extension = extension},
+       "More than one ScreenSpace modifier specified."},
+      {{.materials = {kNoKey, kNoKey, 9}, .maps = {1, 0, 0}, .extension = extension}, "Used an invalid MaterialKey"},
+      {{.maps = {0, 4, 0}, .clip = 2, .extension = extension}, "Used an invalid MaterialMapKey"},
+      {{.clip = 2, .extension = extension}, "Used an invalid ClipRegionKey"},
   };
-  EXPECT_EQ(with([](InstanceArgs& a) { a.mesh = 9, a.modifiers = 0x300; }),
-            "Used an invalid MeshKey");
-  EXPECT_EQ(with([](InstanceArgs& a) { a.modifiers = 0x300, a.materials[2] = 9; }),
-            "More than one ScreenSpace modifier specified.");
-  EXPECT_EQ(with([](InstanceArgs& a) { a.materials[2] = 9, a.maps[0] = 1; }),
-            "Used an invalid MaterialKey");
-  EXPECT_EQ(with([](InstanceArgs& a) { a.maps[1] = 4, a.clip = 2; }),
-            "Used an invalid MaterialMapKey");
-  EXPECT_EQ(with([](InstanceArgs& a) { a.clip = 2; }), "Used an invalid ClipRegionKey");
-
-  ModelImpl const& m = model.Impl();
-  EXPECT_EQ(m.next.instance, 1u);
-  EXPECT_TRUE(m.instances.empty());
-  EXPECT_EQ(m.instance_extension_count, 0u);
-
-  model = Model();
-  model = Open("m", true);
+  for (Case const& c : cases) EXPECT_EQ(ThrownText([&] { Insert(model, c.args); }), c.error);
+  EXPECT_EQ(impl().next.instance, 1u);
+  EXPECT_TRUE(impl().instances.empty());
+  EXPECT_EQ(impl().instance_extension_count, 0u);
+  Reopen(true);
   EXPECT_EQ(ThrownText([&] { Insert(model, {}); }), "Attempted to modify a read only model.");
-  EXPECT_EQ(model.Impl().next.instance, 1u);
+  EXPECT_EQ(impl().next.instance, 1u);
 }
 
 TEST_F(InstanceTest, ExtensionsAreCountedReplacedAndRemoved) {
-  Model model = Open("m");
-  ModelImpl& m = model.Impl();
+  ModelImpl& m = impl();
   InstanceKey const plain = Insert(model, {});
-  InstanceKey const extended = Insert(model, Extended());
+  InstanceKey const extended = Insert(model, {.extension = {{1, 2, 3, 4}, 9}});
   ASSERT_NE(m.instances.Find(extended)->extension, nullptr);
   EXPECT_EQ(m.instances.Find(extended)->extension->type, 1u);
   EXPECT_EQ(m.instance_extension_count, 1u);
-
   m.SetInstanceExtension(extended, {{5, 6, 7, 8}, 3});
   EXPECT_EQ(m.instance_extension_count, 1u);
   EXPECT_EQ(m.instances.Find(extended)->extension->data.values, (std::array<float, 4>{5, 6, 7, 8}));
@@ -114,9 +92,8 @@ TEST_F(InstanceTest, ExtensionsAreCountedReplacedAndRemoved) {
 }
 
 TEST_F(InstanceTest, NewInstanceRemovesTheStaleTreeFile) {
-  Model model = Open("m");
-  ModelImpl& m = model.Impl();
-  fs::path const tree = FileOf("m", kStreamBoundingName);
+  ModelImpl& m = impl();
+  fs::path const tree = FilePath(kStreamBoundingName);
   qx_test::WriteText(tree, "old tree");
   m.bounding_valid = true;
   Insert(model, {});
@@ -125,7 +102,6 @@ TEST_F(InstanceTest, NewInstanceRemovesTheStaleTreeFile) {
   EXPECT_EQ(log.Count("Removed: " + tree.string()), 1);
   Insert(model, {});
   EXPECT_EQ(log.Count("Removed: "), 1);
-
   // A directory in the file's place can't be removed: the instance stays.
   fs::create_directories(tree / "inside");
   m.bounding_valid = true;

@@ -17,24 +17,16 @@ using qx_test::TestMesh;
 
 class ModelMeshesTest : public ModelTest {
  protected:
-  uintmax_t MeshFileSize() const { return FileSize(kMeshesName); }
   void ExpectThrow(MeshData const& mesh, char const* text) {
     EXPECT_EQ(ThrownText([&] { model.InsertMesh(mesh); }), text);
   }
 };
 
-constexpr uint32_t X() { return kNoIndex; }
-
-TEST_F(ModelMeshesTest, NewModelStoresTheEmptyMeshFirst) {
-  MeshRecord const* empty = impl().FindMesh(0);
-  ASSERT_NE(nullptr, empty);
-  EXPECT_EQ(0, empty->stored_offset);
-  // Four zero counts, flags, no bits, three empty element lists.
-  EXPECT_EQ(36u, MeshFileSize());
-  EXPECT_EQ(1u, model.InsertMesh(GridMesh(2).Data()));
-}
-
 TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
+  // A new model holds the empty mesh first: four zero counts, flags, no
+  // bits, three empty element lists.
+  EXPECT_EQ(0, impl().FindMesh(0)->stored_offset);
+  EXPECT_EQ(36u, FileSize(kMeshesName));
   TestMesh mesh = GridMesh(3);
   mesh.data.face_element_bits = {1, 2};  // one more than elements
   mesh.data.line_material_map = 77;
@@ -56,7 +48,7 @@ TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
 TEST_F(ModelMeshesTest, DuplicatesAreFoundInThisOpenAndAfterAReopen) {
   TestMesh first = GridMesh(6);
   MeshKey const a = model.InsertMesh(first.Data());
-  uintmax_t const size = MeshFileSize();
+  uintmax_t const size = FileSize(kMeshesName);
 
   TestMesh moved = GridMesh(6, 4, 5, 6);
   MeshRecord const& rb = *impl().FindMesh(model.InsertMesh(moved.Data()));
@@ -73,7 +65,7 @@ TEST_F(ModelMeshesTest, DuplicatesAreFoundInThisOpenAndAfterAReopen) {
   MeshRecord const& rc = *impl().FindMesh(model.InsertMesh(again.Data()));
   EXPECT_EQ(a, rc.duplicate_of);
   EXPECT_EQ(0u, rc.duplicate_matrix);
-  EXPECT_EQ(size, MeshFileSize());
+  EXPECT_EQ(size, FileSize(kMeshesName));
 }
 
 TEST_F(ModelMeshesTest, NonFinitePointSpendsTheKeyAndLeavesARecordWithoutData) {
@@ -105,7 +97,7 @@ TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
   lines.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}};
   lines.colors = {{255, 0, 0, 128}};
   lines.data.flags = kLineColors;
-  lines.data.line_elements = {{0, 0, 1, 0, 2, X()}};
+  lines.data.line_elements = {{0, 0, 1, 0, 2, kNoIndex}};
 
   TestMesh cloud;
   std::vector<uint32_t> all;

@@ -1,100 +1,135 @@
+// The stream tocs of images and meshes: the bytes of their records, reading
+// them in file order across read units, and damaged files that fail the
+// reading or the open of a model.
 #include "store/StreamToc.h"
 
-#include <gtest/gtest.h>
-
-#include <vector>
+#include <fstream>
 
 #include "files/DiskFile.h"
 #include "store/ImageRecord.h"
-#include "tests/support/TempDir.h"
+#include "tests/store/StoreFixture.h"
 
-namespace QX::Store {
+namespace qx_store_test {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-void Append(Bytes& out, auto const& bytes) { out.insert(out.end(), bytes.begin(), bytes.end()); }
-
-Bytes ImageTocRecord(uint32_t key, std::vector<ImageTocEntry> const& entries) {
-  Bytes record;
-  Append(record, EncodeImageTocHead(key, static_cast<uint32_t>(entries.size())));
-  Append(record, EncodeImageTocEntries(entries));
-  return record;
+std::vector<uint8_t> ImageTocRecord(uint32_t key, std::vector<ImageTocEntry> const& entries) {
+  auto const head = EncodeImageTocHead(key, static_cast<uint32_t>(entries.size()));
+  return Put().Add({head.begin(), head.end()}).Add(EncodeImageTocEntries(entries)).data;
 }
 
-struct Seen {
-  uint32_t key;
-  std::vector<ImageTocEntry> entries;
-};
+TEST(StreamTocLayoutTest, ImageRecordBytesAreExact) {
+  EXPECT_EQ(ImageTocRecord(7, {{0x0102030405060708ull, 0x11, 2, 5, 0}}),
+            Put().U32({69, 7, 1}).U64({0x0102030405060708ull}).U32({0x11, 2, 5, 0}).data);
+  auto const head = EncodeMeshTocHead(0x01020304, 2, 5);
+  EXPECT_EQ(std::vector<uint8_t>(head.begin(), head.end()), Put().U32({77, 0x01020304, 2, 5}).data);
+}
 
-class StreamTocTest : public ::testing::Test {
+class StreamTocTest : public StoreTest {
  protected:
-  TocReadResult ReadImages(Bytes const& content) {
-    qx_test::WriteText(dir_ / "toc", std::string(content.begin(), content.end()));
-    DiskFile file(dir_ / "toc");
+  // Reads `content` as an image toc file into `seen`: key and entries per record.
+  TocReadResult ReadImages(std::vector<uint8_t> const& content) {
+    qx_test::WriteText(dir / "toc", std::string(content.begin(), content.end()));
+    DiskFile file(dir / "toc");
     file.OpenRead(false);
     seen.clear();
-    return ReadTocFile(file, buffer_, kImageTocLayout, [&](TocRecord const& record) {
-      Seen s{record.key, {}};
-      for (uint32_t i = 0; i < record.count; ++i) {
-        s.entries.push_back(DecodeImageTocEntry(record.entries + 24 * i));
-      }
-      seen.push_back(s);
+    return ReadTocFile(file, buffer, kImageTocLayout, [&](TocRecord const& record) {
+      std::vector<ImageTocEntry>& entries = seen.emplace_back(record.key, std::vector<ImageTocEntry>{}).second;
+      for (uint32_t i = 0; i < record.count; ++i) entries.push_back(DecodeImageTocEntry(record.entries + 24 * i));
     });
   }
 
-  std::vector<Seen> seen;
-
- private:
-  qx_test::TempDir dir_;
-  Bytes buffer_;
+  std::vector<std::pair<uint32_t, std::vector<ImageTocEntry>>> seen;
+  std::vector<uint8_t> buffer;
 };
-
-TEST(StreamTocLayoutTest, ImageRecordBytesAreExact) {
-  Bytes const record = ImageTocRecord(7, {{0x0102030405060708ull, 0x11, 2, 5, 0}});
-  Bytes const expected = {69, 0, 0, 0, 7, 0, 0, 0, 1, 0, 0, 0,
-                          8, 7, 6, 5, 4, 3, 2, 1, 0x11, 0, 0, 0, 2, 0, 0, 0, 5, 0, 0, 0, 0, 0, 0, 0};
-  EXPECT_EQ(record, expected);
-  auto const head = EncodeMeshTocHead(0x01020304, 2, 5);
-  EXPECT_EQ(Bytes(head.begin(), head.end()),
-            (Bytes{77, 0, 0, 0, 4, 3, 2, 1, 2, 0, 0, 0, 5, 0, 0, 0}));
-}
 
 TEST_F(StreamTocTest, RecordsComeInFileOrderAcrossReadUnits) {
   // Enough records that several straddle the 1 MiB read units, heads and entries alike.
-  Bytes content;
-  uint32_t const records = 40000;
-  for (uint32_t key = 0; key < records; ++key) {
+  Put content;
+  std::vector<std::pair<uint32_t, std::vector<ImageTocEntry>>> written;
+  for (uint32_t key = 0; key < 40000; ++key) {
     std::vector<ImageTocEntry> entries(key % 5);
     for (uint32_t i = 0; i < entries.size(); ++i) entries[i] = {key * 100ull + i, key, i, 1, 0};
-    Append(content, ImageTocRecord(key, entries));
+    content.Add(ImageTocRecord(key, entries));
+    written.emplace_back(key, entries);
   }
-  ASSERT_GT(content.size(), 2u * 0x100000);
-  ASSERT_EQ(ReadImages(content), TocReadResult::Ok);
-  ASSERT_EQ(seen.size(), records);
-  for (uint32_t key = 0; key < records; ++key) {
-    ASSERT_EQ(seen[key].key, key);
-    ASSERT_EQ(seen[key].entries.size(), key % 5);
-    for (uint32_t i = 0; i < key % 5; ++i) {
-      ASSERT_EQ(seen[key].entries[i], (ImageTocEntry{key * 100ull + i, key, i, 1, 0}));
-    }
-  }
+  ASSERT_GT(content.data.size(), 2u * 0x100000);
+  ASSERT_EQ(ReadImages(content.data), TocReadResult::Ok);
+  EXPECT_TRUE(seen == written);
 }
 
 TEST_F(StreamTocTest, DamagedFilesAreRefused) {
-  Bytes const good = ImageTocRecord(1, {{0, 1, 2, 3, 0}});
-  Bytes wrong_tag = good;
-  Append(wrong_tag, ImageTocRecord(2, {}));
+  std::vector<uint8_t> const good = ImageTocRecord(1, {{0, 1, 2, 3, 0}});
+  std::vector<uint8_t> wrong_tag = Put().Add(good).Add(ImageTocRecord(2, {})).data;
   wrong_tag[good.size()] = 77;
   EXPECT_EQ(ReadImages(wrong_tag), TocReadResult::UnexpectedCode);
   EXPECT_EQ(seen.size(), 1u);  // the record before the damage was taken
-
-  for (size_t cut : {size_t{2}, size_t{8}, good.size() - 1}) {
-    EXPECT_EQ(ReadImages(Bytes(good.begin(), good.begin() + cut)), TocReadResult::Corrupt) << cut;
-  }
+  for (size_t cut : {size_t{2}, size_t{8}, good.size() - 1})
+    EXPECT_EQ(ReadImages({good.begin(), good.begin() + std::ptrdiff_t(cut)}), TocReadResult::Corrupt) << cut;
   auto const huge = EncodeImageTocHead(9, 0xFFFFFFFFu);  // far more entries than bytes
-  EXPECT_EQ(ReadImages(Bytes(huge.begin(), huge.end())), TocReadResult::Corrupt);
+  EXPECT_EQ(ReadImages({huge.begin(), huge.end()}), TocReadResult::Corrupt);
+}
+
+class ModelStreamTocsTest : public ModelTest {
+ protected:
+  ImageRecord& Image(ImageKey key) { return *impl().images.Find(key); }
+  void AppendToFile(char const* name, std::vector<uint8_t> const& bytes) {
+    std::ofstream(FilePath(name), std::ios::binary | std::ios::app)
+        .write(reinterpret_cast<char const*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  }
+};
+
+// Records of images and meshes the model doesn't have are passed over; the
+// records of one image follow each other.
+TEST_F(ModelStreamTocsTest, TocsAreReadBackInFileOrder) {
+  std::vector<uint8_t> const pixels(12, 7);
+  ImageKey const a = model.InsertImageRGB(2, 2, pixels.data());
+  ImageKey const b = model.InsertImageRGBA(1, 3, pixels.data());
+  std::vector<ImageTocEntry> const first = {{0, 100, kImageTocPreview, 1, 0}, {100, 200, kImageTocMain, 5, 0}};
+  std::vector<ImageTocEntry> const second = {{0, 0, kImageTocStored, 4, 0}};
+  Image(a).toc = first;
+  impl().WriteImageToc(Image(a));
+  impl().WriteImageToc(ImageRecord{.toc = {{5, 6, 7, 8, 0}}, .key = 999});
+  Image(a).toc = second;
+  impl().WriteImageToc(Image(a));
+  Image(b).toc = {kNoImageData};
+  impl().WriteImageToc(Image(b));
+  MeshRecord mesh = *impl().FindMesh(0);
+  mesh.toc = {{0, 64, 1}, {64, 32, 4}};
+  mesh.classes = 5;
+  impl().WriteMeshToc(mesh);
+  impl().WriteMeshToc(MeshRecord{.toc = {{1, 2, 3}}, .key = 4242, .bounds = {}});
+  EXPECT_EQ(FileSize(kStreamMeshesTocName), 48u + 32u);
+
+  Reopen();
+  std::vector<ImageTocEntry> both = first;
+  both.insert(both.end(), second.begin(), second.end());
+  EXPECT_EQ(Image(a).toc, both);
+  EXPECT_EQ(Image(b).toc, std::vector<ImageTocEntry>{kNoImageData});
+  EXPECT_EQ(impl().FindMesh(0)->toc, mesh.toc);
+  EXPECT_EQ(impl().FindMesh(0)->classes, 5u);
+  EXPECT_EQ(log.Count("read 3 stream image tocs in "), 1);
+  EXPECT_EQ(log.Count("read 1 stream mesh tocs in "), 1);
+}
+
+TEST_F(ModelStreamTocsTest, EmptyTocsLogACountOfZeroAndDamagedOnesFailTheOpen) {
+  model.InsertKeyedData(0, nullptr, 1);  // something to write a digest for
+  Reopen();
+  EXPECT_EQ(log.Count("read 0 stream mesh tocs in "), 1);
+  EXPECT_EQ(log.Count("read 0 stream image tocs in "), 1);
+  model = Model();
+
+  AppendToFile(kStreamImagesTocName, Put().U32({77, 1, 0}).data);
+  std::string expected = "Unexpected code: " + FilePath(kStreamImagesTocName).string();
+  EXPECT_EQ(ThrownText([&] { Reopen(); }), expected);
+  EXPECT_EQ(log.Count(expected), 1);
+  std::filesystem::resize_file(FilePath(kStreamImagesTocName), 0);
+  std::vector<uint8_t> record = EncodeMeshTocHead(0, 2, 1);
+  record.resize(record.size() + 20);  // entries of 32 bytes announced, 20 there
+  AppendToFile(kStreamMeshesTocName, record);
+  expected = "File corrupt: " + FilePath(kStreamMeshesTocName).string();
+  EXPECT_EQ(ThrownText([&] { Reopen(); }), expected);
+  EXPECT_EQ(log.Count(expected), 1);
 }
 
 }  // namespace
-}  // namespace QX::Store
+}  // namespace qx_store_test
