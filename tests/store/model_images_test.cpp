@@ -1,6 +1,5 @@
 // Images of a model: equal images stored once, hash collisions and formats
 // told apart, encoded images, refused calls and unreadable records.
-#include <numeric>
 #include <stdexcept>
 
 #include "store/ImageRecord.h"
@@ -9,12 +8,6 @@
 namespace qx_store_test {
 namespace {
 
-std::vector<uint8_t> Pixels(size_t n, uint8_t first = 0) {
-  std::vector<uint8_t> bytes(n);
-  std::iota(bytes.begin(), bytes.end(), first);
-  return bytes;
-}
-
 class ModelImagesTest : public ModelTest {
  protected:
   ImageRecord const& Image(ImageKey key) { return *impl().images.Find(key); }
@@ -22,48 +15,32 @@ class ModelImagesTest : public ModelTest {
   void ForceCandidate(uint64_t hash, ImageKey key) { (*impl().image_candidates)[hash].push_back(key); }
 };
 
-// Duplicates are found in this open and, from the stored hashes, after a reopen.
+// Duplicates are found in this open and, from the stored hashes, after a
+// reopen; under one hash, other bytes or another format are no duplicate.
 TEST_F(ModelImagesTest, EqualImagesAreStoredOnce) {
-  std::vector<uint8_t> const pixels = Pixels(4 * 3 * 3);
-  ImageKey const first = model.InsertImageRGB(4, 3, pixels.data());
+  std::vector<uint8_t> const pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+  ImageKey const first = model.InsertImageRGB(2, 2, pixels.data());
   uintmax_t const size = FileSize(kImagesName);
-  EXPECT_EQ(size, 12u + pixels.size());
-  ImageKey const second = model.InsertImageRGB(4, 3, pixels.data());
+  ImageKey const second = model.InsertImageRGB(2, 2, pixels.data());
   EXPECT_EQ(FileSize(kImagesName), size);
   EXPECT_EQ(Image(second).duplicate_of, first);
   EXPECT_EQ(Image(second).stored_offset, -1);
-  EXPECT_EQ(Image(second).content_hash, 0u);
-  EXPECT_EQ(Image(first).content_hash, ImageContentHash(4, 3, kImageRGB, pixels.data(), 36));
-  EXPECT_EQ(impl().image_duplicate_count, 1u);
-
+  EXPECT_EQ(Image(first).content_hash, ImageContentHash(2, 2, kImageRGB, pixels.data(), 12));
   Reopen();
-  EXPECT_EQ(Image(second).duplicate_of, first);
-  ImageKey const third = model.InsertImageRGB(4, 3, pixels.data());
-  EXPECT_EQ(Image(third).duplicate_of, first);
+  ImageKey const third = model.InsertImageRGB(2, 2, pixels.data());
   EXPECT_EQ((*impl().image_duplicates)[first], (std::vector<uint32_t>{second, third}));
-}
 
-TEST_F(ModelImagesTest, HashCollisionsAndOtherFormatsKeepBothImages) {
-  std::vector<uint8_t> const a = Pixels(24, 0);
-  std::vector<uint8_t> const b = Pixels(16, 1);
-  ImageKey const rgb = model.InsertImageRGB(4, 2, a.data());
-  // Even under one hash the gray image of three times the width differs.
-  ForceCandidate(ImageContentHash(12, 2, kImageGray, a.data(), 24), rgb);
-  ImageKey const gray = model.InsertImageGray(12, 2, a.data());
-  EXPECT_EQ(Image(gray).duplicate_of, 0u);
-  EXPECT_GE(Image(gray).stored_offset, 0);
-  EXPECT_EQ(Image(gray).format, kImageGray);
-
-  ImageKey const first = model.InsertImageRGBA(2, 2, a.data());
-  uint64_t const hash_b = ImageContentHash(2, 2, kImageRGBA, b.data(), 16);
-  ForceCandidate(hash_b, first);
-  ImageKey const second = model.InsertImageRGBA(2, 2, b.data());
-  EXPECT_EQ(Image(second).duplicate_of, 0u);
-  EXPECT_EQ(Image(second).content_hash, hash_b);
-  EXPECT_EQ((*impl().image_candidates)[hash_b], (std::vector<uint32_t>{first, second}));
+  ForceCandidate(ImageContentHash(6, 2, kImageGray, pixels.data(), 12), first);
+  EXPECT_EQ(Image(model.InsertImageGray(6, 2, pixels.data())).duplicate_of, 0u);
+  ImageKey const rgba = model.InsertImageRGBA(2, 2, pixels.data());
+  uint64_t const other_hash = ImageContentHash(2, 2, kImageRGBA, pixels.data() + 1, 16);
+  ForceCandidate(other_hash, rgba);
+  ImageKey const other = model.InsertImageRGBA(2, 2, pixels.data() + 1);
+  EXPECT_EQ(Image(other).duplicate_of, 0u);
+  EXPECT_EQ((*impl().image_candidates)[other_hash], (std::vector<uint32_t>{rgba, other}));
   ImagePixels out;
-  ASSERT_TRUE(impl().ReadImage(Image(second), out));
-  EXPECT_EQ(out.bytes, b);
+  ASSERT_TRUE(impl().ReadImage(Image(other), out));
+  EXPECT_EQ(out.bytes, std::vector<uint8_t>(pixels.begin() + 1, pixels.end()));
 }
 
 TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
@@ -75,7 +52,6 @@ TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
   ImagePixels out;
   ASSERT_TRUE(impl().ReadImage(Image(model.InsertEncodedImage(size, png.data(), 0)), out));
   EXPECT_EQ(out.width, png.size());  // stored as its bytes
-  EXPECT_EQ(out.height, 1u);
   EXPECT_EQ(out.format, kImageFilePng);
   EXPECT_EQ(out.bytes, png);
   EXPECT_EQ(Image(model.InsertEncodedImage(size, png.data(), 1)).format, kImageFileUnchanged);
@@ -84,21 +60,20 @@ TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
   ImageKey const next = impl().next.image;
   EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(size, png.data(), 3); }), "Invalid ImageFormat.");
   std::vector<uint8_t> const junk(64, 0x42);
-  EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(64, junk.data(), 0); }),
-            "Image validation failed: unknown image type");
-  EXPECT_EQ(log.Count("Image validation failed: unknown image type"), 1);
+  std::string const unknown = "Image validation failed: unknown image type";
+  EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(64, junk.data(), 0); }), unknown);
+  EXPECT_EQ(log.Count(unknown), 1);
   EXPECT_THROW(model.InsertEncodedImage(0, nullptr, 0), Exception);
   EXPECT_THROW(model.InsertImageRGB(2, 2, nullptr), std::invalid_argument);
   EXPECT_THROW(model.InsertImageRGBA(0x10000, 0x4000, nullptr), std::length_error);
   EXPECT_EQ(impl().next.image, next);
 
   // A record whose head claims far more bytes than the file has.
-  ImageRecord record = Image(model.InsertImageRGB(2, 2, Pixels(12).data()));
+  ImageRecord record = Image(model.InsertImageRGB(2, 2, png.data()));
   record.stored_offset += 8;
   EXPECT_FALSE(impl().ReadImage(record, out));
   EXPECT_TRUE(out.bytes.empty());
-  EXPECT_EQ(log.Count("Failed reading ImageId (" + std::to_string(impl().id) + " , " + std::to_string(record.key) +
-                      ")"), 1);
+  EXPECT_EQ(log.Count("Failed reading ImageId (" + std::to_string(impl().id) + " , " + std::to_string(record.key)), 1);
   // A read-only model refuses before it looks at the format.
   Reopen(true);
   EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(0, nullptr, 3); }), "Attempted to modify a read only model.");

@@ -1,11 +1,9 @@
 // Mesh insertion through the Model handle: the order of the checks, the
-// key handling, duplicates across a reopen, and encoding that survives one.
+// key handling, duplicates across a reopen, and a read-only model.
 #include <limits>
 
-#include "files/File.h"
 #include "geometry/mesh/MeshData.h"
 #include "geometry/mesh/StoredMesh.h"
-#include "geometry/mesh/StreamMesh.h"
 #include "tests/geometry/mesh/TestMesh.h"
 #include "tests/store/StoreFixture.h"
 
@@ -76,65 +74,10 @@ TEST_F(ModelMeshesTest, NonFinitePointSpendsTheKeyAndLeavesARecordWithoutData) {
   mesh.points[5].z = std::numeric_limits<float>::quiet_NaN();
   ExpectThrow(mesh.Data(), "NAN or INF in mesh point: 5");
   EXPECT_FALSE(impl().dirty);
-  MeshRecord const* spent = impl().FindMesh(1);
-  ASSERT_NE(nullptr, spent);
-  EXPECT_EQ(-1, spent->stored_offset);
+  EXPECT_EQ(-1, impl().FindMesh(1)->stored_offset);
 
   mesh.points[5].z = 0;  // a NaN normal is no reason to refuse
   EXPECT_EQ(2u, model.InsertMesh(mesh.Data()));
-}
-
-TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
-  TestMesh faces = GridMesh(5);
-  faces.normals = {{0, 0, 1}, {0, 1, 0}};
-  faces.uvs = {{0.5f, 0.25f}};
-  faces.data.flags = kFaceNormals | kFaceUvs | 3;
-  std::vector<uint32_t> words;
-  for (uint32_t p : faces.data.face_elements[0]) words.insert(words.end(), {p, p % 2, 0});
-  faces.data.face_elements = {words};
-
-  TestMesh lines;
-  lines.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}};
-  lines.colors = {{255, 0, 0, 128}};
-  lines.data.flags = kLineColors;
-  lines.data.line_elements = {{0, 0, 1, 0, 2, kNoIndex}};
-
-  TestMesh cloud;
-  std::vector<uint32_t> all;
-  for (uint32_t i = 0; i < 70000; ++i) {
-    cloud.points.push_back({float(i % 301), float(i / 301), 1});
-    all.push_back(i);
-  }
-  cloud.data.flags = 0;
-  cloud.data.point_elements = {all};
-
-  std::vector<MeshKey> keys;
-  for (TestMesh* m : {&faces, &lines, &cloud}) keys.push_back(model.InsertMesh(m->Data()));
-  StoredMesh scratch;
-  for (MeshKey key : keys) {
-    MeshEntry const* entry = impl().meshes.Find(key);
-    impl().EncodeStreamMesh(impl().mesh_records[entry->index], scratch, 1);
-  }
-  std::vector<std::vector<MeshTocEntry>> tocs;
-  for (MeshKey key : keys) tocs.push_back(impl().FindMesh(key)->toc);
-  EXPECT_EQ(1u, tocs[0].size());
-  EXPECT_EQ(kExpandedHeaderKind, tocs[2][0].kind);
-
-  Reopen();
-  std::vector<uint32_t> const classes = {1, 2, 4};
-  std::vector<uint64_t> const counts = {faces.data.face_elements[0].size() / 3, 4, 70000};
-  File& stream = *impl().EnsureOpen(*impl().stream_meshes_file, kStreamMeshesName, true);
-  for (size_t i = 0; i < keys.size(); ++i) {
-    MeshRecord const& record = *impl().FindMesh(keys[i]);
-    EXPECT_EQ(tocs[i], record.toc);
-    EXPECT_EQ(classes[i], record.classes);
-    std::vector<uint8_t> extra, records;
-    ASSERT_TRUE(ReadStreamMesh(stream, record, extra, records));
-    std::vector<std::array<double, 3>> positions;
-    std::array<uint64_t, 2> split{};
-    ASSERT_TRUE(ParseMeshPositions(records, positions, split));
-    EXPECT_EQ(counts[i], positions.size());
-  }
 }
 
 TEST_F(ModelMeshesTest, ReadOnlyModelRefusesMeshesAndEncodesNothing) {
