@@ -1,5 +1,7 @@
 // The new bundle form as written by WriteBundle and read in place: the table,
 // the files in it as File objects, and the one bundle file they share.
+// Unpacking bundles built record by record: the old form with its compressed
+// stretches, directories and version rules, and the errors of both forms.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -17,6 +19,7 @@
 namespace {
 
 using namespace QX::Store;
+using qx_test::BundleBytes;
 namespace fs = std::filesystem;
 
 std::string ReadAll(File& file) {
@@ -135,6 +138,124 @@ TEST_F(BundleFileTest, UnpackAndRewrite) {
   EXPECT_THROW(WriteBundle(dir / "model", {"_a.qxi", "_gone.qxi"}, bundle, DefaultFiles(), nullptr), Exception);
   EXPECT_EQ(qx_test::ReadText(bundle), before);
   EXPECT_FALSE(fs::exists(dir / "model.qxz.partial"));
+}
+
+class BundleForms : public testing::Test {
+ protected:
+  fs::path Write(BundleBytes const& b, std::string const& name = "b.qxz") {
+    qx_test::WriteText(dir / name, std::string(b.bytes.begin(), b.bytes.end()));
+    return dir / name;
+  }
+  // The text of the failure of unpacking `b` into out/, checked to be logged.
+  std::string UnpackFailure(BundleBytes const& b) {
+    qx_test::KeptLines log;
+    try {
+      UnpackBundle(Write(b).string(), (dir / "out").string(), DefaultFiles(), &log);
+    } catch (Exception const& e) {
+      EXPECT_EQ(log.lines.back(), e.what());
+      return e.what();
+    }
+    return "<unpacked>";
+  }
+
+  qx_test::TempDir dir;
+};
+
+class OldFormMethods : public BundleForms, public testing::WithParamInterface<uint32_t> {};
+
+TEST_P(OldFormMethods, CompressedStretchesContinueTheRun) {
+  std::string const a = qx_test::Compressible(3000, 'a');
+  std::string const b = qx_test::Compressible(700, 'k');
+  std::string const c = qx_test::Compressible(800, 'p');
+  // The inner stretch ends in the middle of the data record of a, whose
+  // last bytes follow the outer stretch uncompressed.
+  BundleBytes inner;
+  inner.File("_a.qxi").Word(kBundleDataTag).Word(uint32_t(a.size())).Raw(a.substr(0, 2000));
+  BundleBytes outer;
+  outer.Directory(".").File("_c.qxi").Data(c).Compressed(inner, GetParam());
+  BundleBytes bundle;
+  bundle.Version(2).Compressed(outer, GetParam()).Raw(a.substr(2000));
+  bundle.Directory("sub/deep").File("_b.qxi").Data(b).Directory("x").Directory("y").End();
+  UnpackBundle(Write(bundle).string(), (dir / "out").string(), DefaultFiles(), nullptr);
+  EXPECT_EQ(qx_test::ReadText(dir / "out" / "_a.qxi"), a);
+  EXPECT_EQ(qx_test::ReadText(dir / "out" / "_c.qxi"), c);
+  EXPECT_EQ(qx_test::ReadText(dir / "out" / "sub" / "deep" / "_b.qxi"), b);
+  EXPECT_TRUE(fs::is_directory(dir / "out" / "y"));  // named from the root, not from x
+  EXPECT_FALSE(fs::exists(dir / "out" / "x" / "y"));
+}
+
+INSTANTIATE_TEST_SUITE_P(ZstdAndLz4, OldFormMethods, testing::Values(1u, 0u));
+
+TEST_F(BundleForms, RunMayStartCompressedAndEndWithTheFile) {
+  std::string const a = qx_test::Compressible(1000, 'a');
+  BundleBytes inner;
+  inner.Directory(".").File("_a.qxi").Data(a);
+  BundleBytes bundle;
+  bundle.Compressed(inner, 1);
+  EXPECT_EQ(QueryBundleForm(Write(bundle), DefaultFiles(), nullptr), kOldBundleForm);
+  qx_test::KeptLines log;
+  UnpackBundle(Write(bundle).string(), (dir / "out").string(), DefaultFiles(), &log);
+  EXPECT_EQ(qx_test::ReadText(dir / "out" / "_a.qxi"), a);
+  ASSERT_EQ(log.lines.size(), 1u);
+  EXPECT_TRUE(log.lines[0].starts_with("Decompressed " + (dir / "b.qxz").string() + " to " +
+                                       (dir / "out").string() + " in "));
+}
+
+// A table without files is empty; one longer than a read loads whole.
+TEST_F(BundleForms, NewFormTables) {
+  std::unique_ptr<Bundle> empty = LoadBundleTable(Write(BundleBytes().Version(3).Directory(".").End()), DefaultFiles());
+  ASSERT_TRUE(empty);
+  EXPECT_TRUE(empty->Entries().empty());
+  EXPECT_EQ(empty->Find("_digest.qxi"), Bundle::npos);
+
+  BundleBytes bundle;
+  bundle.Version(3).Directory(".");
+  for (int i = 0; i < 300; ++i) bundle.TableFile(std::string(4000, 'n') + std::to_string(i), 0);
+  bundle.TableFile("_last", 4).End().Raw("last");
+  ASSERT_GT(bundle.bytes.size(), 1u << 20);
+  std::unique_ptr<Bundle> loaded = LoadBundleTable(Write(bundle), DefaultFiles());
+  ASSERT_TRUE(loaded);
+  ASSERT_EQ(loaded->Entries().size(), 301u);
+  EXPECT_EQ(loaded->Entries().back().offset, bundle.bytes.size() - 4);
+}
+
+TEST_F(BundleForms, FailuresNameTheirCause) {
+  std::string const path = (dir / "b.qxz").string();
+  struct Case {
+    char const* what;
+    BundleBytes bundle;
+    std::string expected;
+  };
+  std::vector<Case> const cases = {
+      {"unknown version", BundleBytes().Version(7), "Invalid qxz version: " + path},
+      {"not a bundle", BundleBytes().Word(0x12345678).Word(2), "File corrupt: " + path},
+      {"short head", BundleBytes().Word(kBundleVersionTag), "File corrupt: " + path},
+      {"second version", BundleBytes().Version(2).Version(3), "Version mismatched: " + path + "; Expected 2; Actual 3"},
+      {"3 then 2", BundleBytes().Version(3).Version(2), "Version mismatched: " + path + "; Expected 3; Actual 2"},
+      {"unknown tag", BundleBytes().Version(2).Directory(".").Word(77), "Unexpected code: " + path},
+      {"file record in the new form", BundleBytes().Version(3).File("_a"), "Unexpected code: " + path},
+      {"no end", BundleBytes().Version(2).Directory(".").File("_a").Data("x"), "File corrupt: " + path},
+      {"name leaves the root", BundleBytes().Version(2).Directory("../escape"), "File corrupt: " + path},
+      {"absolute name", BundleBytes().Version(2).Directory(".").File("/tmp/x"), "File corrupt: " + path},
+      {"data without a file", BundleBytes().Version(2).Data("abc").End(), "File corrupt: " + path},
+      {"size beyond the file", BundleBytes().Version(2).Word(kBundleDataTag).Word(1u << 31), "File corrupt: " + path},
+      {"new form file beyond the bundle", BundleBytes().Version(3).Directory(".").TableFile("_a", 1u << 30).End(),
+       "File corrupt: " + path},
+      {"empty", BundleBytes(), "File corrupt: " + path},
+  };
+  for (Case const& c : cases) {
+    EXPECT_EQ(UnpackFailure(c.bundle), c.expected) << c.what;
+    fs::remove_all(dir / "out");
+  }
+  EXPECT_FALSE(fs::exists(dir.Path().parent_path() / "escape"));
+}
+
+TEST_F(BundleForms, MissingInputIsNamed) {
+  std::string const missing = (dir / "none.qxz").string();
+  qx_test::KeptLines log;
+  EXPECT_THROW(QueryBundleForm(missing, DefaultFiles(), &log), Exception);
+  EXPECT_EQ(log.lines, std::vector<std::string>{"Given .qxz input path invalid: " + missing});
+  EXPECT_FALSE(LoadBundleTable(missing, DefaultFiles()));
 }
 
 }  // namespace

@@ -26,8 +26,7 @@ class KeptLines final : public Logger {
  public:
   void Message(char const* text) override { lines.emplace_back(text); }
   int Count(std::string const& prefix) const {
-    return int(std::count_if(lines.begin(), lines.end(),
-                             [&](std::string const& l) { return l.starts_with(prefix); }));
+    return int(std::ranges::count_if(lines, [&](std::string const& l) { return l.starts_with(prefix); }));
   }
   std::vector<std::string> lines;
 };
@@ -95,7 +94,9 @@ class StoreTest : public ::testing::Test {
 
   std::string PathOf(std::string const& name) const { return (dir.Path() / name).string(); }
   std::filesystem::path FileOf(std::string const& model, char const* file) const { return dir.Path() / model / file; }
-  Model Open(std::string const& name, bool read_only = false) { return cache.OpenModel(PathOf(name).c_str(), read_only); }
+  Model Open(std::string const& name, bool read_only = false) {
+    return cache.OpenModel(PathOf(name).c_str(), read_only);
+  }
   std::vector<uint8_t> FileBytes(std::string const& model, char const* file) const {
     std::string const text = qx_test::ReadText(FileOf(model, file));
     return {text.begin(), text.end()};

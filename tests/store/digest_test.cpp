@@ -197,20 +197,6 @@ TEST_F(DigestTest, CutInsideARecordFailsAndBetweenRecordsOpens) {
   }
 }
 
-TEST_F(DigestTest, RecordsMayStraddleReadUnits) {
-  Put big = Defaults();
-  big.U32({55, 9}).F64({1}).U32({5}).F32({0, 0, 0, 1, 1, 1}).U32({0}).Text("ab/cd");
-  big.U32({49, 1, 105, 1, 105, 1, 9, 0});
-  uint32_t const polygons = 40000;  // 32 bytes each: well over 1 MiB
-  for (uint32_t k = 1; k <= polygons; ++k) big.U32({89, k, 1, 1, 1}).F32({float(k), 0, 0});
-  WriteDigest("m", big.data);
-  Model model = Open("m");
-  ModelImpl& m = model.Impl();
-  EXPECT_EQ(m.poly_polygons.size(), polygons);
-  EXPECT_EQ(m.poly_polygons.Find(polygons)->points[0].x, float(polygons));
-  EXPECT_EQ(m.attached_models.Find(9)->path, "ab/cd");
-}
-
 // The first read unit ends exactly behind a whole record, and the file goes
 // on with 1 to 3 bytes of a tag that the next read brings alone.
 TEST_F(DigestTest, TagCutAfterAReadUnitIsCorrupt) {

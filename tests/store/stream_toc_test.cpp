@@ -67,33 +67,5 @@ TEST_F(StreamTocTest, DamagedFilesAreRefused) {
   EXPECT_EQ(ReadImages({huge.begin(), huge.end()}), TocReadResult::Corrupt);
 }
 
-using ModelStreamTocsTest = ModelTest;
-
-// A model whose toc files are empty logs counts of 0; damaged ones fail the open.
-TEST_F(ModelStreamTocsTest, EmptyTocsLogACountOfZeroAndDamagedOnesFailTheOpen) {
-  model.InsertKeyedData(0, nullptr, 1);  // something to write a digest for
-  Reopen();
-  EXPECT_EQ(log.Count("read 0 stream mesh tocs in "), 1);
-  EXPECT_EQ(log.Count("read 0 stream image tocs in "), 1);
-  model = Model();
-
-  struct Case {
-    char const* file;
-    std::vector<uint8_t> bytes;
-    std::string error;
-  } const cases[] = {
-      {kStreamImagesTocName, Put().U32({77, 1, 0}).data, "Unexpected code: "},
-      // Entries of 32 bytes announced, 20 there.
-      {kStreamMeshesTocName, Put().U32({77, 0, 2, 1}).Add(std::vector<uint8_t>(20)).data, "File corrupt: "},
-  };
-  for (Case const& c : cases) {
-    qx_test::WriteText(FilePath(c.file), std::string(c.bytes.begin(), c.bytes.end()));
-    std::string const expected = c.error + FilePath(c.file).string();
-    EXPECT_EQ(ThrownText([&] { Reopen(); }), expected);
-    EXPECT_EQ(log.Count(expected), 1);
-    std::filesystem::resize_file(FilePath(c.file), 0);
-  }
-}
-
 }  // namespace
 }  // namespace qx_store_test
