@@ -133,7 +133,6 @@ TEST_F(BundleFileTest, UnpackAndRewrite) {
   EXPECT_THROW(UnpackBundle(bundle.string(), (dir / "taken").string(), DefaultFiles(), &log), Exception);
   EXPECT_EQ(log.lines, std::vector<std::string>{message});
   EXPECT_TRUE(fs::is_empty(dir / "taken"));
-
   std::string const before = qx_test::ReadText(bundle);
   EXPECT_THROW(WriteBundle(dir / "model", {"_a.qxi", "_gone.qxi"}, bundle, DefaultFiles(), nullptr), Exception);
   EXPECT_EQ(qx_test::ReadText(bundle), before);
@@ -207,7 +206,6 @@ TEST_F(BundleForms, NewFormTables) {
   ASSERT_TRUE(empty);
   EXPECT_TRUE(empty->Entries().empty());
   EXPECT_EQ(empty->Find("_digest.qxi"), Bundle::npos);
-
   BundleBytes bundle;
   bundle.Version(3).Directory(".");
   for (int i = 0; i < 300; ++i) bundle.TableFile(std::string(4000, 'n') + std::to_string(i), 0);

@@ -52,18 +52,15 @@ TEST(FileSystem, DirectoryOperations) {
   EXPECT_TRUE(files.IsDirectory(dir / "m"));
   EXPECT_FALSE(files.IsEmptyDirectory(dir / "m"));
   EXPECT_FALSE(files.IsEmptyDirectory(dir / "m/f"));
-
   std::vector<fs::path> entries;
   files.ListDirectory(dir.Path(), entries);
   EXPECT_EQ(entries.size(), 2u);
-
   EXPECT_TRUE(files.Rename(dir / "m/f", dir / "m/g"));
   EXPECT_FALSE(files.Rename(dir / "m/f", dir / "m/h"));
   EXPECT_TRUE(files.Remove(dir / "m/g"));
   EXPECT_FALSE(files.Remove(dir / "m/g"));
   EXPECT_EQ(files.RemoveAll(dir / "a"), 3u);
   EXPECT_FALSE(files.Exists(dir / "a"));
-
   std::unique_ptr<File> file = files.NewFile(dir / "n");
   EXPECT_EQ(file->State(), FileState::Closed);
   EXPECT_EQ(file->Path(), dir / "n");
@@ -93,7 +90,6 @@ TEST(DiskFile, OpeningReopeningAndOpenFileCount) {
   DiskFile unnamed;
   unnamed.OpenRead(true);
   EXPECT_EQ(unnamed.State(), FileState::Failed);
-
   int64_t const limit = RaiseOpenFileLimit(2048);
   EXPECT_GE(limit, std::min<int64_t>(OpenFileLimit(), 2048));
   EXPECT_EQ(RaiseOpenFileLimit(4096), limit);  // raised once only

@@ -46,10 +46,6 @@ void FillEveryKind(ModelImpl& m) {
                                  .key = 1, .format = 5});
   m.line_pattern_records.push_back(LinePattern{{1, 2, 3, 4, 5, 6, 7, 8}, {9, 10, 11}});
   m.line_patterns.Insert(0, 0);
-  m.next.view = m.next.poly_polygon = m.next.clip_region = m.next.image = 2;
-  m.next.material_map = 3;
-  m.next.line_pattern = 1;
-
   m.InsertMaterial(Material{.textures = {TextureRef{1, 0, 3}}, .color = {0.25f, 0.5f, 0.75f, 1}, .environment = {1},
                             .mirror = 0.5f, .specular = -1, .gloss = -1, .line_pattern = 0});
   m.InsertMaterial(RGBAColor{0, 1, 0, 1});
@@ -57,7 +53,6 @@ void FillEveryKind(ModelImpl& m) {
   for (size_t i = 0; i < full.size(); ++i) full[i] = uint8_t(i ^ 0x5A);
   m.full_materials.push_back(full);
   m.materials.Insert(m.next.material++, MaterialEntry{0, MaterialKind::Full});
-
   m.mesh_records.push_back(MeshRecord{.stored_offset = 40, .content_hash = 99, .toc = {}, .duplicate_of = 11,
                                       .duplicate_matrix = 12, .key = 1, .face_material = 1, .line_material = 13,
                                       .point_material = 14, .face_material_map = 15, .line_material_map = 16,
@@ -65,25 +60,18 @@ void FillEveryKind(ModelImpl& m) {
   m.meshes.Insert(1, MeshEntry{uint32_t(m.mesh_records.size() - 1), MeshKind::Record});
   m.mesh_lists.push_back({0, 1});
   m.meshes.Insert(2, MeshEntry{0, MeshKind::List});
-  m.next.mesh = 3;
-
   m.attached_models.Insert(7, AttachedModel{7, 0.001, "../other", BoundingBox{-1, -1, -1, 1, 1, 1}});
   m.includes.Insert(1, IncludeRecord{1, 0, 0});
   m.includes.Insert(2, IncludeRecord{2, 7, 1});
-  m.next.include = 3;
   auto extension = std::make_unique<InstanceExtension>(1, InstanceExtensionData{{1, 2, 3, 4}, 9});
   m.instances.Insert(1, Instance{.key = 1, .mesh = 1, .matrix = 12345, .face_material = 1, .line_material = 21,
                                  .point_material = 22, .face_material_map = 23, .line_material_map = 24,
                                  .point_material_map = 25, .clip = 1, .flags = 7, .modifiers = 0x800, .bounds = {},
                                  .extension = std::move(extension)});
   m.instance_extension_count = 1;
-  m.next.instance = 2;
-
   m.InsertMatrix(std::array<double, 12>{0.5, 0, 0, 0, 0.5, 0, 0, 0, 0.5, 1e-300, 2, 3}.data());
   m.keyed_data.Insert(2, KeyedData{12, 34, 2, 5});
-  m.next.keyed_data = 3;
   m.groups.Insert(1, GroupEntry{56, 24, 1, {}});
-  m.next.group = 2;
   m.instance_overrides.Insert(InstanceInc{2, 1}, InstanceOverride{{1, 2, 3}, {4, 5, 6}, 7, 1, 2});
   m.dirty = true;
 }
@@ -120,7 +108,6 @@ TEST_F(DigestTest, EveryKindHasTheBytesOfItsLayoutAndSurvivesAReopen) {
       {"54 instance extension", Put().U32({54, 1}).F32({1, 2, 3, 4}).U32({9})},
   };
   for (Expected const& c : cases) EXPECT_TRUE(Contains(digest, c.bytes.data)) << c.record;
-
   Model again = Open("m");
   ModelImpl& m = again.Impl();
   EXPECT_FALSE(m.dirty);
@@ -147,7 +134,6 @@ TEST_F(DigestTest, OlderRecordFormsAreReadAndWrittenInTheCurrentForm) {
   auto const old_full = FullMaterialRecord(56, 2, 132);
   old.Add(old_full).U32({75, 3, 5}).Text("other");
   WriteDigest("m", old.U32({49, 1, 105, 1, 105, 1, 3, 4}).data);
-
   Model model = Open("m");
   ModelImpl& m = model.Impl();
   EXPECT_EQ(m.next.matrix, 5u);
@@ -271,7 +257,6 @@ TEST_F(DigestTest, FailedWritesKeepTheOldDigest) {
   EXPECT_EQ(FileBytes("m", kDigestName), before);
   EXPECT_FALSE(fs::exists(FileOf("m", "_digest.qxi_old")));
   EXPECT_TRUE(model.Impl().dirty);
-
   fs::remove(FileOf("m", kDigestName));
   EXPECT_EQ(ThrownText([&] { model.Impl().WriteDigest(); }), "Unable to rename: " + FileOf("m", kDigestName).string());
   EXPECT_EQ(log.Count("Unable to rename: "), 1);

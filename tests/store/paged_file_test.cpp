@@ -93,7 +93,6 @@ TEST(PagedFileTest, RangesAcrossPagesAreReadStraightFromTheFile) {
   EXPECT_EQ(paged.file.bytes_read, 20 + (2 * kMiB + 7) + (size - kMiB / 2) + size);
   ExpectRange(paged, 2 * kMiB, PagedFile::kDirectSize);  // large, in one page
   EXPECT_EQ(paged.ResidentPages(), 0u);
-
   ExpectRange(paged, size - 1, 1);  // last byte of a partial page
   ExpectRange(paged, size - 9, 9);
   ExpectRange(paged, 3 * kMiB, kMiB / 2);  // large, but on a resident page
@@ -110,7 +109,6 @@ TEST(PagedFileTest, ReadsStayWithinTheFetchedRange) {
   EXPECT_FALSE(paged.Prefetch(1, ~uint64_t{0}));
   EXPECT_TRUE(paged.Prefetch(4 * kMiB, 0));
   EXPECT_EQ(paged.ResidentPages(), 0u);
-
   ASSERT_TRUE(paged.Prefetch(kMiB - 100, 2 * kMiB));
   EXPECT_TRUE(paged.Read(kMiB - 100, 4, out.data()));
   EXPECT_TRUE(paged.Read(kMiB, 2 * kMiB - 100, out.data()));
@@ -123,7 +121,6 @@ TEST(PagedFileTest, ReadsStayWithinTheFetchedRange) {
   EXPECT_FALSE(paged.Read(20, 1, out.data()));
   EXPECT_FALSE(paged.Prefetch(3 * kMiB, kMiB + 1));
   EXPECT_FALSE(paged.Read(10, 10, out.data())) << "a failed fetch leaves nothing to read";
-
   ASSERT_TRUE(paged.Prefetch(kMiB / 2, 3 * kMiB));
   paged.file.LimitReadable(2 * kMiB);
   EXPECT_FALSE(paged.Read(kMiB / 2, 3 * kMiB, out.data()));
@@ -135,7 +132,6 @@ TEST(PagedFileTest, LastPageOfAFileThatGrowsOrReadsShort) {
   EXPECT_EQ(whole.KnownSize(), int64_t(2 * kMiB));
   ExpectRange(whole, kMiB, kMiB);
   EXPECT_EQ(whole.file.reads, 1);  // a file of whole pages has a full last page
-
   TestPagedFile paged(kMiB + 1000);
   paged.file.LimitReadable(kMiB + 10);
   EXPECT_FALSE(paged.Prefetch(kMiB, 5));  // a short page read fails, and is tried again
