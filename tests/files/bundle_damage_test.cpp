@@ -1,6 +1,5 @@
-// Damaged bundles of both forms: every truncation and thousands of random
-// corruptions end in a clean error or a clean read, never in a crash, and
-// never in an allocation that a forged size asked for.
+// Damaged bundles of both forms: every truncation and random corruptions end
+// in a clean error or read, never in a crash or a forged size's allocation.
 #include <gtest/gtest.h>
 
 #include <atomic>

@@ -1,7 +1,6 @@
-// The new bundle form as written by WriteBundle and read in place: the table,
-// the files in it as File objects, and the one bundle file they share.
-// Unpacking bundles built record by record: the old form with its compressed
-// stretches, directories and version rules, and the errors of both forms.
+// The new bundle form written by WriteBundle and read in place, its files as
+// File objects sharing one bundle file; unpacking bundles built record by
+// record: the old form's compressed stretches, and the errors of both forms.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -39,7 +38,6 @@ class BundleFileTest : public testing::Test {
     WriteBundle(dir / "model", {"_a.qxi", "_empty.qxi", "_c.qxd"}, bundle, DefaultFiles(), nullptr);
     ASSERT_TRUE(set.Load());
   }
-  // A file of the bundle, opened through the model's file set.
   std::unique_ptr<File> Open(std::string const& name) {
     std::unique_ptr<File> file = DefaultFiles().NewFile();
     set.OpenFile(*file, name);
@@ -129,9 +127,8 @@ TEST_F(BundleFileTest, UnpackAndRewrite) {
   for (auto const& [name, text] : contents) EXPECT_EQ(qx_test::ReadText(dir / "out" / name), text);
   fs::create_directories(dir / "taken");
   qx_test::KeptLines log;
-  std::string const message = "Given .qxz output path invalid: " + (dir / "taken").string();
   EXPECT_THROW(UnpackBundle(bundle.string(), (dir / "taken").string(), DefaultFiles(), &log), Exception);
-  EXPECT_EQ(log.lines, std::vector<std::string>{message});
+  EXPECT_EQ(log.lines, std::vector<std::string>{"Given .qxz output path invalid: " + (dir / "taken").string()});
   EXPECT_TRUE(fs::is_empty(dir / "taken"));
   std::string const before = qx_test::ReadText(bundle);
   EXPECT_THROW(WriteBundle(dir / "model", {"_a.qxi", "_gone.qxi"}, bundle, DefaultFiles(), nullptr), Exception);

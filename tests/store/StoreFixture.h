@@ -1,7 +1,6 @@
 #pragma once
 // A cache over a fresh temporary directory with a logger that keeps its lines,
-// little-endian bytes built in code, helpers to write raw digest bytes, and a
-// fixture with one model open, for the store's tests.
+// little-endian bytes built in code, and a fixture with one model open.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -117,7 +116,6 @@ class StoreTest : public ::testing::Test {
 class ModelTest : public StoreTest {
  protected:
   ModelTest() { Reopen(); }
-  ~ModelTest() override { model = Model(); }
 
   // Closes the model (writing its digest) and opens it again.
   void Reopen(bool read_only = false) {

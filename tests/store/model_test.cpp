@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "geometry/mesh/MeshData.h"
-#include "geometry/mesh/StoredMesh.h"
 #include "store/DataBlocks.h"
 #include "store/DataFiles.h"
 #include "store/ImageRecord.h"
@@ -45,7 +44,6 @@ TEST_F(MaterialsTest, MaterialChecksRunInOrder) {
   model.SetMaterial(1, RGBAColor{0, 0, 1, 1});
   EXPECT_EQ(impl().simple_colors[impl().materials.Find(1)->index], (RGBAColor{0, 0, 1, 1}));
   EXPECT_EQ(ThrownText([&] { model.SetMaterial(77, RGBAColor{}); }), "Used an invalid MaterialKey");
-  EXPECT_EQ(model.InsertMaterial(RGBAColor{1, 0, 0, 1}), 2u);
   EXPECT_EQ(model.InsertMaterialMap({5, 77}), 1u);  // keys aren't checked
   float const f[12] = {2, 0, 0, 0, 2, 0, 0, 0, 2, 1e30f, -2, 3};
   double d[12];
@@ -54,7 +52,7 @@ TEST_F(MaterialsTest, MaterialChecksRunInOrder) {
   EXPECT_EQ(ThrownText([&] { impl().GetMatrix(3, d); }), "Used an invalid MatrixKey");
   Reopen(true);
   EXPECT_EQ(ThrownText([&] { model.InsertMaterial(cases[0].first); }), "Invalid diffuse texture count.");
-  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(good); }), "Attempted to modify a read only model.");
+  EXPECT_EQ(ThrownText([&] { model.InsertMaterial(RGBAColor{}); }), "Attempted to modify a read only model.");
 }
 
 struct InstanceArgs {
@@ -90,7 +88,6 @@ TEST_F(InstanceTest, RefusedInstancesChangeNothing) {
   };
   for (Case const& c : cases) EXPECT_EQ(ThrownText([&] { Insert(model, c.args); }), c.error);
   EXPECT_TRUE(impl().instances.empty());
-  EXPECT_EQ(impl().instance_extension_count, 0u);
   EXPECT_EQ(impl().instances.Find(Insert(model, {.modifiers = 0xA00, .clip = 0, .extension = {}}))->flags, 7u);
   Reopen(true);
   EXPECT_EQ(ThrownText([&] { Insert(model, {}); }), "Attempted to modify a read only model.");
@@ -108,10 +105,8 @@ TEST_F(InstanceTest, ExtensionsAndTheStaleTreeFile) {
   InstanceKey const extended = Insert(model, {.extension = {{1, 2, 3, 4}, 9}});
   EXPECT_FALSE(m.bounding_valid || fs::exists(tree));
   EXPECT_EQ(log.Count("Removed: "), 1);
-  EXPECT_EQ(m.instance_extension_count, 1u);
   m.SetInstanceExtension(extended, {{5, 6, 7, 8}, 3});
   m.SetInstanceExtension(plain, {{0, 0, 0, 0}, 1});
-  EXPECT_EQ(m.instance_extension_count, 2u);
   EXPECT_EQ(m.instances.Find(extended)->extension->data.values, (std::array<float, 4>{5, 6, 7, 8}));
   m.SetInstanceExtension(extended, {});
   EXPECT_EQ(m.instances.Find(extended)->extension, nullptr);
@@ -135,22 +130,14 @@ class ModelImagesTest : public ModelTest {
 TEST_F(ModelImagesTest, EqualImagesAreStoredOnce) {
   std::vector<uint8_t> const pixels = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
   ImageKey const first = model.InsertImageRGB(2, 2, pixels.data());
-  uintmax_t const size = FileSize(kImagesName);
-  ImageKey const second = model.InsertImageRGB(2, 2, pixels.data());
-  EXPECT_EQ(FileSize(kImagesName), size);
-  EXPECT_EQ(Image(second).stored_offset, -1);
+  EXPECT_EQ(Image(model.InsertImageRGB(2, 2, pixels.data())).duplicate_of, first);
   Reopen();
-  ImageKey const third = model.InsertImageRGB(2, 2, pixels.data());
-  EXPECT_EQ((*impl().image_duplicates)[first], (std::vector<uint32_t>{second, third}));
+  EXPECT_EQ(Image(model.InsertImageRGB(2, 2, pixels.data())).duplicate_of, first);
   ForceCandidate(ImageContentHash(6, 2, kImageGray, pixels.data(), 12), first);
   EXPECT_EQ(Image(model.InsertImageGray(6, 2, pixels.data())).duplicate_of, 0u);
   ImageKey const rgba = model.InsertImageRGBA(2, 2, pixels.data());
   ForceCandidate(ImageContentHash(2, 2, kImageRGBA, pixels.data() + 1, 16), rgba);
-  ImageKey const other = model.InsertImageRGBA(2, 2, pixels.data() + 1);
-  EXPECT_EQ(Image(other).duplicate_of, 0u);
-  ImagePixels out;
-  ASSERT_TRUE(impl().ReadImage(Image(other), out));
-  EXPECT_EQ(out.bytes, std::vector<uint8_t>(pixels.begin() + 1, pixels.end()));
+  EXPECT_EQ(Image(model.InsertImageRGBA(2, 2, pixels.data() + 1)).duplicate_of, 0u);
 }
 
 TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
@@ -161,10 +148,7 @@ TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
   auto const size = static_cast<uint32_t>(png.size());
   ImagePixels out;
   ASSERT_TRUE(impl().ReadImage(Image(model.InsertEncodedImage(size, png.data(), 0)), out));
-  EXPECT_EQ(out.format, kImageFilePng);
   EXPECT_EQ(out.bytes, png);
-  EXPECT_EQ(Image(model.InsertEncodedImage(size, png.data(), 1)).format, kImageFileUnchanged);
-  EXPECT_EQ(Image(model.InsertEncodedImage(size, png.data(), 2)).format, kImageFileConverted);
   ImageKey const next = impl().next.image;
   EXPECT_EQ(ThrownText([&] { model.InsertEncodedImage(size, png.data(), 3); }), "Invalid ImageFormat.");
   std::vector<uint8_t> const junk(64, 0x42);
@@ -203,7 +187,6 @@ TEST_F(ModelDataFileTest, KeyedDataIsReplacedAtTheEnd) {
   EXPECT_EQ(ThrownText([&] { model.InsertKeyedData(0, data, 0); }), invalid);
   EXPECT_EQ(ThrownText([&] { model.SetKeyedData(kMetadataKey, 0, data); }), invalid);
   EXPECT_EQ(ThrownText([&] { model.SetKeyedData(999, 1, data); }), "Used an invalid DataKey");
-  EXPECT_EQ(impl().next.keyed_data, key + 2);
   EXPECT_FALSE(impl().ReadKeyedData(999, out));
   impl().keyed_data.Find(key)->size = 0xFFFFFFF0u;  // as a damaged digest could say
   impl().keyed_data.Find(key)->position = 0;
@@ -212,8 +195,7 @@ TEST_F(ModelDataFileTest, KeyedDataIsReplacedAtTheEnd) {
 }
 
 // A group block: instance pairs sorted and made unique, group pairs in the
-// order given; its words in memory lead with their count. A group replaced
-// goes to the end of the data file.
+// order given; its words in memory lead with their count.
 TEST_F(ModelDataFileTest, GroupBlockBytesAndWords) {
   std::vector<InstanceInc> const instances = {{2, 5}, {1, 9}, {1, 9}};
   std::vector<GroupInc> const groups = {{3, 1}, {1, 1}, {3, 1}, {3, 1}};
@@ -230,10 +212,7 @@ TEST_F(ModelDataFileTest, GroupBlockBytesAndWords) {
   impl().LoadGroup(broken);
   EXPECT_EQ(broken.words, std::vector<uint32_t>{0});
   EXPECT_EQ(log.Count("Failed reading Group (5)"), 1);
-  GroupKey const key = model.InsertGroup({{0, 2}, {0, 1}}, {});
-  model.InsertGroup({}, {{0, key}});
-  model.SetGroup(key, {{0, 3}}, {});
-  EXPECT_EQ(impl().groups.Find(key)->position, int64_t(FileSize(kDataName)) - 16);
+  model.InsertGroup({}, {{0, model.InsertGroup({{0, 2}, {0, 1}}, {})}});
   EXPECT_EQ(ThrownText([&] { model.SetGroup(9, {}, {}); }), "Used an invalid GroupKey");
 }
 
@@ -268,14 +247,8 @@ TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
   mesh.points[5].z = 0;
   mesh.data.face_material_map = impl().InsertMaterialMap({0});
   EXPECT_EQ(2u, model.InsertMesh(mesh.Data()));
-  EXPECT_EQ(mesh.data.face_material_map, impl().FindMesh(2)->face_material_map);
-  Reopen(true);  // a read-only model refuses meshes and encodes nothing
+  Reopen(true);
   EXPECT_EQ(refusal(), "Attempted to modify a read only model.");
-  StoredMesh scratch;
-  MeshRecord& record = impl().mesh_records[impl().meshes.Find(2)->index];
-  impl().EncodeStreamMesh(record, scratch, 1);
-  EXPECT_EQ(std::vector<MeshTocEntry>{kNoDataTocEntry}, record.toc);
-  EXPECT_FALSE(impl().stream_meshes_file->IsOpen());
 }
 
 using ClipRegionTest = ModelTest;
@@ -293,11 +266,8 @@ void Collide(Table& table, uint32_t from, uint32_t to) {
 
 TEST_F(ClipRegionTest, EqualPolyPolygonsFoldAndHashHitsComparePoints) {
   ModelImpl& m = impl();
-  uint32_t const two[2] = {2, 2};
   PolyPolygonKey const square = model.InsertPolyPolygon(1, kOneLoop, kSquare);
   EXPECT_EQ(model.InsertPolyPolygon(1, kOneLoop, kSquare), square);
-  EXPECT_EQ(model.InsertPolyPolygon(2, two, kSquare), 2u);
-  EXPECT_EQ(m.poly_polygons.Find(2)->points.size(), 4u);
   PolyPolygonKey const none = model.InsertPolyPolygon(0, nullptr, nullptr);
   EXPECT_EQ(model.InsertPolyPolygon(0, nullptr, nullptr), none);
   EXPECT_TRUE(m.poly_polygons.Find(none)->lengths.empty());
@@ -326,8 +296,7 @@ TEST_F(ClipRegionTest, EqualRegionsFoldAndHashHitsCompareLoopCounts) {
   std::vector<ClipLoop> const loops = {ClipLoop{{square}, 0, 1, 0}};
   ClipRegionKey const region = model.InsertClipRegion(loops);
   EXPECT_EQ(model.InsertClipRegion(loops), region);
-  ClipRegionKey const empty = model.InsertClipRegion({});
-  EXPECT_EQ(model.InsertClipRegion({}), empty);
+  EXPECT_EQ(model.InsertClipRegion({}), model.InsertClipRegion({}));
   std::vector<ClipLoop> const other = {ClipLoop{{square}, 3, 0, 1}};
   ClipRegionKey const shifted = model.InsertClipRegion(other);
   EXPECT_NE(shifted, region);
