@@ -140,7 +140,7 @@ TEST_F(ModelImagesTest, EqualImagesAreStoredOnce) {
   EXPECT_EQ(Image(model.InsertImageRGBA(2, 2, pixels.data() + 1)).duplicate_of, 0u);
 }
 
-TEST_F(ModelImagesTest, EncodedImagesFormatsAndFailures) {
+TEST_F(ModelImagesTest, EncodedImagesAndFailures) {
   // The head of a PNG file: signature and an IHDR chunk of a 2 x 3 RGB image,
   // with a CRC that a header scan doesn't check.
   std::vector<uint8_t> const png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D',
