@@ -1,6 +1,5 @@
 #pragma once
-// Bundle bytes built record by record, and a logger that keeps its lines,
-// for tests of the bundle readers.
+// Bundle bytes built record by record, and a logger that keeps its lines.
 #include <stdexcept>
 #include <string>
 #include <vector>

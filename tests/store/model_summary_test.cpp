@@ -8,30 +8,13 @@
 namespace qx_store_test {
 namespace {
 
-namespace fs = std::filesystem;
-
 using ModelSummaryTest = StoreTest;
-
-ModelSummary::Kind const& KindNamed(ModelSummary const& summary, std::string const& name) {
-  for (ModelSummary::Kind const& kind : summary.kinds)
-    if (kind.name == name) return kind;
-  throw std::runtime_error("no kind " + name);
-}
 
 TEST_F(ModelSummaryTest, SoundModelHasNoProblems) {
   Model model = Open("m");
-  model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
-  model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
-  ModelSummary const summary = SummarizeModel(model.Impl());
-  ModelSummary::Kind const& instances = KindNamed(summary, "instances");
-  EXPECT_EQ(instances.count, 2u);
-  EXPECT_EQ(instances.first, 1u);
-  EXPECT_EQ(instances.last, 2u);
-  EXPECT_FALSE(KindNamed(summary, "groups").ranged);
-  EXPECT_TRUE(summary.problems.empty());
-  std::string const text = FormatModelSummary(summary);
+  for (int i = 0; i < 2; ++i) model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
+  std::string const text = FormatModelSummary(SummarizeModel(model.Impl()));
   EXPECT_NE(text.find("\n  instances               2  keys 1..2\n"), std::string::npos) << text;
-  EXPECT_NE(text.find("\n  _stream_bounding.qxd     missing\n"), std::string::npos) << text;
   EXPECT_TRUE(text.ends_with("Problems:\n  none\n")) << text;
 }
 
@@ -44,7 +27,7 @@ TEST_F(ModelSummaryTest, ReportsUnknownKeysAndMissingBlocks) {
     model.InsertGroup({{0, 1}}, {});
     model.Impl().instance_overrides.Insert(InstanceInc{4, 1}, InstanceOverride{});
   }
-  fs::resize_file(FileOf("m", kDataName), 0);
+  std::filesystem::resize_file(FileOf("m", kDataName), 0);
   Model model = Open("m", true);
   ModelSummary const summary = SummarizeModel(model.Impl());
   EXPECT_EQ(summary.problems, (std::vector<std::string>{
@@ -53,9 +36,7 @@ TEST_F(ModelSummaryTest, ReportsUnknownKeysAndMissingBlocks) {
                                   "Group 1: bytes not in _data.qxi",
                                   "Keyed data 2: bytes not in _data.qxi",
                               }));
-  EXPECT_EQ(summary.files[3].name, kDataName);
   EXPECT_EQ(summary.files[3].size, 0);
-  EXPECT_GT(summary.files[0].size, 0);
   std::string const text = FormatModelSummary(summary);
   EXPECT_NE(text.find("Problems:\n  Instance 1: unknown MatrixKey 12345\n"), std::string::npos);
 }
