@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <optional>
 
 #include "export/value_types/Exceptions.h"
@@ -45,6 +47,22 @@ TEST(HtmlExport, FailuresNameTheirCauseAndCode) {
     }
     EXPECT_FALSE(std::filesystem::exists(output)) << c.what;
   }
+}
+
+// A user's temporary folder may be named in any script; the export keeps its
+// model there all the same.
+TEST(HtmlExport, WorksInATemporaryFolderNamedInAnyScript) {
+  qx_test::TempDir dir;
+  std::filesystem::path const temp = dir / "t\u00EBmp-\u6A21\u578B-\U0001F600";
+  std::filesystem::create_directory(temp);
+  char const* const saved = std::getenv("TMPDIR");
+  std::string const before = saved ? saved : "";
+  setenv("TMPDIR", temp.c_str(), 1);
+  SegmentKey scene = Database::CreateRootSegment("script");
+  scene.InsertText(TextKit().SetText("\u03A9"));
+  EXPECT_EQ(QX::Store::SummarizeStream(qx_test::ExportStream(scene)).mesh_records, 1u);
+  saved ? setenv("TMPDIR", before.c_str(), 1) : unsetenv("TMPDIR");
+  scene.Delete();
 }
 
 // Texts in several fonts, styles and scripts, in a region, along a path and
