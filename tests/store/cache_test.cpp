@@ -49,6 +49,70 @@ TEST_F(CacheTest, FailuresOfOpening) {
   EXPECT_NO_THROW(Open("bare"));
 }
 
+TEST_F(CacheTest, ReleaseOfTheLastHandleClosesAndReopenReadsTheDigest) {
+  Model first = Open("m");
+  MatrixKey const key = first.InsertMatrix(std::array<double, 12>{2, 0, 0, 0, 2, 0, 0, 0, 2, 1, 2, 3}.data());
+  ModelId const id = first.Impl().id;
+  Model second = first;
+  first = Model();
+  EXPECT_EQ(log.Count("Closing model directory: "), 0);
+  second = Model();
+  EXPECT_EQ(log.Count("Closing model directory: "), 1);
+  EXPECT_EQ(log.Count("Write digest: "), 1);
+  EXPECT_FALSE(fs::exists(FileOf("m", "_digest.qxi_old")));
+
+  Model again = Open("m");
+  EXPECT_EQ(log.Count("Opened model: "), 2);
+  EXPECT_EQ(again.Impl().id, id);  // the path stays known to the cache
+  double m[12];
+  again.Impl().GetMatrix(key, m);
+  EXPECT_EQ(m[9], 1);
+  EXPECT_EQ(m[11], 3);
+  EXPECT_EQ(again.Impl().next.matrix, key + 1);
+  again = Model();
+  // Opened and closed without change: the digest isn't written again.
+  EXPECT_EQ(log.Count("Write digest: "), 1);
+}
+
+TEST_F(CacheTest, ResolvesNamesUnderSearchPaths) {
+  Open("found") = Model();
+  cache.SetSearchPaths({dir.Path().string()});
+  CacheImpl& impl = cache.Impl();
+  EXPECT_STREQ(impl.ResolveModelPath("found"), PathOf("found").c_str());
+  // The bundle extension is cut off before the directory is looked for.
+  EXPECT_STREQ(impl.ResolveModelPath("found.qxz"), PathOf("found").c_str());
+  EXPECT_EQ(impl.ResolveModelPath(".qxz"), nullptr);
+  EXPECT_EQ(impl.ResolveModelPath("missing"), nullptr);
+  EXPECT_EQ(impl.ResolveModelPath(""), nullptr);
+  EXPECT_STREQ(impl.ResolveModelPath("_empty"), "_empty");
+  // A directory that lost its digest is forgotten.
+  fs::remove(FileOf("found", kDigestName));
+  EXPECT_EQ(impl.ResolveModelPath("found"), nullptr);
+  EXPECT_EQ(impl.FindEntry(PathOf("found")), nullptr);
+}
+
+TEST_F(CacheTest, RelativeNamesAreTakenFromTheCurrentDirectory) {
+  fs::path const cwd = fs::current_path();
+  fs::current_path(dir.Path());
+  EXPECT_EQ(ThrownText([&] { cache.OpenModel("rel", true); }),
+            "Creating model attempted with read only: rel");
+  Model made = cache.OpenModel("rel", false);
+  EXPECT_EQ(made.Impl().Path(), dir.Path() / "rel");
+  EXPECT_EQ(cache.OpenModel("rel", true), made);
+  fs::current_path(cwd);
+}
+
+TEST_F(CacheTest, FindModelReopensAKnownModelReadOnly) {
+  Model model = Open("m");
+  ModelId const id = model.Impl().id;
+  model = Model();
+  Model found = cache.Impl().FindModel(id);
+  ASSERT_TRUE(found);
+  EXPECT_TRUE(found.Impl().read_only);
+  EXPECT_TRUE(found.Impl().quiet);
+  EXPECT_FALSE(cache.Impl().FindModel(77));
+}
+
 // A read-only model keeps its digest; a directory in place of the tree file
 // is no tree, and one in place of the data file can't be opened.
 TEST_F(CacheTest, ReadOnlyModelAndFilesThatCantBeOpened) {
