@@ -6,6 +6,8 @@
 #include <stdexcept>
 
 #include "geometry/mesh/MeshData.h"
+#include "geometry/mesh/StoredMesh.h"
+#include "geometry/mesh/StreamMesh.h"
 #include "store/DataBlocks.h"
 #include "store/DataFiles.h"
 #include "store/ImageRecord.h"
@@ -249,6 +251,62 @@ TEST_F(ModelMeshesTest, ChecksComeInOrderAndChangeNothing) {
   EXPECT_EQ(2u, model.InsertMesh(mesh.Data()));
   Reopen(true);
   EXPECT_EQ(refusal(), "Attempted to modify a read only model.");
+}
+
+// Faces with normals, uvs and element bits, coloured lines and a cloud big
+// enough to be expanded: each is encoded for streaming and reads back the
+// same after a reopen.
+TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
+  qx_test::TestMesh faces = qx_test::GridMesh(5);
+  faces.normals = {{0, 0, 1}, {0, 1, 0}};
+  faces.uvs = {{0.5f, 0.25f}};
+  faces.data.flags = kFaceNormals | kFaceUvs | 3;
+  std::vector<uint32_t> words;
+  for (uint32_t p : faces.data.face_elements[0]) words.insert(words.end(), {p, p % 2, 0});
+  faces.data.face_elements = {words};
+
+  qx_test::TestMesh lines;
+  lines.points = {{0, 0, 0}, {1, 0, 0}, {1, 1, 0}};
+  lines.colors = {{255, 0, 0, 128}};
+  lines.data.flags = kLineColors;
+  lines.data.line_elements = {{0, 0, 1, 0, 2, kNoIndex}};
+
+  qx_test::TestMesh cloud;
+  std::vector<uint32_t> all;
+  for (uint32_t i = 0; i < 70000; ++i) {
+    cloud.points.push_back({float(i % 301), float(i / 301), 1});
+    all.push_back(i);
+  }
+  cloud.data.flags = 0;
+  cloud.data.point_elements = {all};
+
+  std::vector<MeshKey> keys;
+  for (qx_test::TestMesh* m : {&faces, &lines, &cloud}) keys.push_back(model.InsertMesh(m->Data()));
+  StoredMesh scratch;
+  for (MeshKey key : keys) {
+    MeshEntry const* entry = impl().meshes.Find(key);
+    impl().EncodeStreamMesh(impl().mesh_records[entry->index], scratch, 1);
+  }
+  std::vector<std::vector<MeshTocEntry>> tocs;
+  for (MeshKey key : keys) tocs.push_back(impl().FindMesh(key)->toc);
+  EXPECT_EQ(1u, tocs[0].size());
+  EXPECT_EQ(kExpandedHeaderKind, tocs[2][0].kind);
+
+  Reopen();
+  std::vector<uint32_t> const classes = {1, 2, 4};
+  std::vector<uint64_t> const counts = {faces.data.face_elements[0].size() / 3, 4, 70000};
+  File& stream = *impl().EnsureOpen(*impl().stream_meshes_file, kStreamMeshesName, true);
+  for (size_t i = 0; i < keys.size(); ++i) {
+    MeshRecord const& record = *impl().FindMesh(keys[i]);
+    EXPECT_EQ(tocs[i], record.toc);
+    EXPECT_EQ(classes[i], record.classes);
+    std::vector<uint8_t> extra, records;
+    ASSERT_TRUE(ReadStreamMesh(stream, record, extra, records));
+    std::vector<std::array<double, 3>> positions;
+    std::array<uint64_t, 2> split{};
+    ASSERT_TRUE(ParseMeshPositions(records, positions, split));
+    EXPECT_EQ(counts[i], positions.size());
+  }
 }
 
 using ClipRegionTest = ModelTest;
