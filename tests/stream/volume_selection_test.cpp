@@ -117,11 +117,10 @@ class VolumeSelectionTest : public LiveTest {
     return out;
   }
 
-  std::vector<InstanceKey> Parts(std::initializer_list<int> indices, bool sorted = true) const {
+  std::vector<InstanceKey> Parts(std::initializer_list<int> indices) const {
     std::vector<InstanceKey> keys;
     for (int i : indices) keys.push_back(parts[size_t(i)]);
-    if (sorted) std::ranges::sort(keys);
-    return keys;
+    return Sorted(keys);
   }
 
   static std::vector<InstanceKey> Sorted(std::vector<InstanceKey> keys) {
@@ -323,17 +322,6 @@ TEST_F(VolumeSelectionTest, RecomputedBoxesDropOpenSelections) {
   EXPECT_EQ(batches[1].request_id, 303u);
   EXPECT_EQ(batches[1].status, 1u);  // answered by the drop, before the ray opened
   EXPECT_EQ(state->selections.open.size(), 1u);
-}
-
-// A live state runs its attachment thread beside the passes; selections
-// read the bounds and inclusions that it shares under their locks.
-TEST_F(VolumeSelectionTest, LiveStateAnswersBetweenPasses) {
-  Model model = Row("live");
-  auto state = Attached(model, ControlFlag::StreamSetupOnly);
-  auto const batches = Batches(Answer(*state, {Box({9, -1, -1}, {33, 3, 3}, 1), Ray({45, 1, 1}, 2), Next(1), Next(2)}));
-  ASSERT_EQ(batches.size(), 2u);
-  EXPECT_EQ(Sorted(batches[0].keys), Parts({1, 2, 3}));
-  EXPECT_EQ(batches[1].keys, Parts({4, 3, 2, 1, 0}, false));
 }
 
 }  // namespace
