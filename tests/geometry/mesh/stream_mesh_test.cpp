@@ -133,6 +133,28 @@ TEST(StreamMesh, IndexedRecordAndTocRecordBytes) {
   EXPECT_EQ(toc.b.size(), enc.toc.bytes.size());
 }
 
+TEST(StreamMesh, WeldingSharesByValueWithinAnElementOnly) {
+  TestMesh m;
+  m.points = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}};
+  m.normals = {{0, 0, 1}, {0, 0, 1}, {0, 1, 0}};
+  m.data.flags = kFaceNormals;
+  m.data.face_elements = {
+      {0, 0, 1, 0, 2, 0, 0, 1, 2, 0, 3, 0},  // point 0 twice, equal normal values
+      {0, 2, 1, 0, 2, 0},                    // point 0 with another normal, new element
+      {1, 0, 3, 0, 2, 0}};                   // equal attributes as element 1, new element
+  Encoder enc;
+  MeshRecord const r = enc.Encode(m);
+  std::vector<uint8_t> const q = enc.Records(r);
+  EXPECT_EQ(4u + 3u + 3u, U32At(q, 12));  // V
+  std::array<uint64_t, 2> split{};
+  EXPECT_EQ(Expected(m, {0, 1, 2, 0, 2, 3, 0, 1, 2, 1, 3, 2}), enc.Positions(r, split));
+  EXPECT_EQ((std::array<uint64_t, 2>{12, 12}), split);
+
+  // Different normal values on one point in one element: two vertices.
+  m.data.face_elements = {{0, 0, 1, 0, 2, 0, 0, 2, 2, 0, 3, 0}};
+  EXPECT_EQ(5u, U32At(enc.Records(enc.Encode(m)), 12));
+}
+
 TEST(StreamMesh, LineStripsSeparatorsAndCyclicBits) {
   TestMesh m;
   for (int i = 0; i < 7; ++i) m.points.push_back({float(i), 0, 0});
