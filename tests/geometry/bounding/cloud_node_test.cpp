@@ -91,15 +91,4 @@ TEST(CloudNode, SmallAndDegenerateCloudsStayInOneNode) {
   EXPECT_FALSE(empty.Used());
 }
 
-TEST(CloudNode, TheSameCloudGivesTheSameTree) {
-  std::vector<Point> const points = RandomCloud(30000, 11, 0.3f);
-  std::vector<std::vector<uint32_t>> first, second;
-  WalkCloudTree(BuildCloudTree(points.data(), points.size()),
-                [&](std::span<uint32_t const> i) { first.emplace_back(i.begin(), i.end()); });
-  WalkCloudTree(BuildCloudTree(points.data(), points.size()),
-                [&](std::span<uint32_t const> i) { second.emplace_back(i.begin(), i.end()); });
-  EXPECT_GT(first.size(), 1u);
-  EXPECT_EQ(first, second);
-}
-
 }  // namespace
