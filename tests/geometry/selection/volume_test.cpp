@@ -135,5 +135,16 @@ TEST(RayVolume, Triangles) {
   ExpectTriangles(ray, cases, [](TriangleCase const& c, PointD hit) { return hit == c.hit; });
 }
 
+// A segment's hit is the last of its ends inside the tube.
+TEST(RayVolume, Segments) {
+  SegmentCase const segments[] = {
+      {"along the ray", {0, 0, 1}, {0, 0, 9}, Inside, {0, 0, 9}},
+      {"leaving the tube", {0, 0, 1}, {5, 0, 1}, Crossing, {0, 0, 1}},
+      {"beside it", {2, 0, 0}, {2, 1, 0}, Outside, {}},
+  };
+  auto ray = Ray();
+  ExpectSegments(ray, segments);
+}
+
 }  // namespace
 }  // namespace QX::Store
