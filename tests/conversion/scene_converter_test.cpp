@@ -97,7 +97,9 @@ TEST_P(ConvertedTest, GivesMeshesAndInstances) {
   Convert(GetParam().options);
   EXPECT_EQ(GetParam().meshes, MeshCount());
   EXPECT_EQ(GetParam().instances, Instances().size());
-  if (Instances().empty()) EXPECT_EQ(matrices, impl().matrices.size()) << "nothing added, not even a matrix";
+  if (Instances().empty()) {
+    EXPECT_EQ(matrices, impl().matrices.size()) << "nothing added, not even a matrix";
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Scenes, ConvertedTest, ::testing::ValuesIn(kCases),

@@ -2,6 +2,7 @@
 // forms, read units and truncation, and what a damaged digest or a failed
 // write does; and the records of the stream tocs.
 #include <filesystem>
+#include <random>
 
 #include "store/DigestFormat.h"
 #include "store/ImageRecord.h"
@@ -170,6 +171,46 @@ TEST_F(DigestTest, CutInsideARecordFailsAndBetweenRecordsOpens) {
     std::string const name = "cut" + std::to_string(cut);
     WriteDigest(name, std::vector<uint8_t>(whole.begin(), whole.begin() + cut));
     EXPECT_EQ(ThrownText([&] { Open(name); }), "File corrupt: " + FileOf(name, kDigestName).string()) << cut;
+  }
+}
+
+// Records cross the 1 MiB units in which the digest is read.
+TEST_F(DigestTest, RecordsMayStraddleReadUnits) {
+  Put big = Defaults();
+  big.U32({55, 9}).F64({1}).U32({5}).F32({0, 0, 0, 1, 1, 1}).U32({0}).Text("ab/cd");
+  big.U32({49, 1, 105, 1, 105, 1, 9, 0});
+  uint32_t const polygons = 40000;  // 32 bytes each: well over 1 MiB
+  for (uint32_t k = 1; k <= polygons; ++k) big.U32({89, k, 1, 1, 1}).F32({float(k), 0, 0});
+  ASSERT_GT(big.data.size(), 0x100000u);
+  WriteDigest("m", big.data);
+  Model model = Open("m");
+  ModelImpl& m = model.Impl();
+  EXPECT_EQ(m.poly_polygons.size(), polygons);
+  EXPECT_EQ(m.poly_polygons.Find(polygons)->points[0].x, float(polygons));
+  EXPECT_EQ(m.attached_models.Find(9)->path, "ab/cd");
+}
+
+// Damaged copies of a full digest either open or fail with the store's
+// exception; none may read out of bounds or allocate without limit.
+TEST_F(DigestTest, GarbledDigestsNeverCrash) {
+  Model model = Open("m");
+  FillEveryKind(model.Impl());
+  model = Model();
+  auto const whole = FileBytes("m", kDigestName);
+  std::mt19937 random(20261122);
+  for (int round = 0; round < 300; ++round) {
+    std::vector<uint8_t> bytes = whole;
+    bytes.resize(8 + random() % (bytes.size() - 7));
+    for (int flips = 1 + random() % 4; flips > 0; --flips) {
+      size_t const at = 8 + random() % (bytes.size() - 7);
+      if (at < bytes.size()) bytes[at] = uint8_t(random() % 3 == 0 ? 0xFF : random());
+    }
+    std::string const name = "g" + std::to_string(round);
+    WriteDigest(name, bytes);
+    try {
+      Open(name, true);
+    } catch (Exception const&) {
+    }
   }
 }
 

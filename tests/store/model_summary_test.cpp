@@ -10,9 +10,17 @@ namespace {
 
 using ModelSummaryTest = StoreTest;
 
+// Every kind of reference a model holds resolves: instances, a material map,
+// a clip region's polygons and an included model.
 TEST_F(ModelSummaryTest, SoundModelHasNoProblems) {
+  Model other = Open("other");
   Model model = Open("m");
   for (int i = 0; i < 2; ++i) model.InsertInstance(0, 0, kNoKey, kNoKey, kNoKey, 0, 0, 0, 1, 0, 0, {});
+  model.InsertMaterialMap({0, 0});
+  uint32_t const one_loop = 4;
+  float const square[12] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};
+  model.InsertClipRegion({ClipLoop{{model.InsertPolyPolygon(1, &one_loop, square)}, 0, 0, 0}});
+  model.Include(other, 0);
   std::string const text = FormatModelSummary(SummarizeModel(model.Impl()));
   EXPECT_NE(text.find("\n  instances               2  keys 1..2\n"), std::string::npos) << text;
   EXPECT_TRUE(text.ends_with("Problems:\n  none\n")) << text;

@@ -309,6 +309,17 @@ TEST_F(ModelMeshesTest, EveryClassAndBothFormsSurviveEncodingAndReopen) {
   }
 }
 
+// A read-only model refuses new meshes and leaves its stream files alone.
+TEST_F(ModelMeshesTest, ReadOnlyModelEncodesNothing) {
+  MeshKey const key = model.InsertMesh(qx_test::GridMesh(3).Data());
+  Reopen(true);
+  StoredMesh scratch;
+  MeshRecord& record = impl().mesh_records[impl().meshes.Find(key)->index];
+  impl().EncodeStreamMesh(record, scratch, 1);
+  EXPECT_EQ(std::vector<MeshTocEntry>{kNoDataTocEntry}, record.toc);
+  EXPECT_FALSE(impl().stream_meshes_file->IsOpen());
+}
+
 using ClipRegionTest = ModelTest;
 
 float const kSquare[12] = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0};

@@ -56,7 +56,9 @@ class ImportedModel {
     StoredMesh mesh;
     EXPECT_EQ(Impl().mesh_records.size(), 2u);
     for (auto const& record : Impl().mesh_records)
-      if (record.key != 0) EXPECT_TRUE(QX::Store::ReadStoredMesh(*Impl().meshes_file, record, mesh));
+      if (record.key != 0) {
+        EXPECT_TRUE(QX::Store::ReadStoredMesh(*Impl().meshes_file, record, mesh));
+      }
     return mesh;
   }
 
