@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <random>
 
+#include "files/DiskFile.h"
 #include "store/DigestFormat.h"
 #include "store/ImageRecord.h"
 #include "store/StreamToc.h"
@@ -306,6 +307,33 @@ TEST(StreamTocLayoutTest, ImageRecordBytesAreExact) {
   EXPECT_EQ(DecodeImageTocEntry(record.data() + 12), entry);
   auto const head = EncodeMeshTocHead(0x01020304, 2, 5);
   EXPECT_EQ(std::vector<uint8_t>(head.begin(), head.end()), Put().U32({77, 0x01020304, 2, 5}).data);
+}
+
+class StreamTocTest : public StoreTest {
+ protected:
+  // Reads `content` as an image toc file, counting its records.
+  TocReadResult ReadImages(std::vector<uint8_t> const& content) {
+    qx_test::WriteText(dir / "toc", std::string(content.begin(), content.end()));
+    DiskFile file(dir / "toc");
+    file.OpenRead(false);
+    records = 0;
+    return ReadTocFile(file, buffer, kImageTocLayout, [&](TocRecord const&) { ++records; });
+  }
+
+  int records = 0;
+  std::vector<uint8_t> buffer;
+};
+
+TEST_F(StreamTocTest, DamagedFilesAreRefused) {
+  std::vector<uint8_t> const good = ImageTocRecord(1, {{0, 1, 2, 3, 0}});
+  std::vector<uint8_t> wrong_tag = Put().Add(good).Add(ImageTocRecord(2, {})).data;
+  wrong_tag[good.size()] = 77;
+  EXPECT_EQ(ReadImages(wrong_tag), TocReadResult::UnexpectedCode);
+  EXPECT_EQ(records, 1);  // the record before the damage was taken
+  for (size_t cut : {size_t{2}, size_t{8}, good.size() - 1})
+    EXPECT_EQ(ReadImages({good.begin(), good.begin() + std::ptrdiff_t(cut)}), TocReadResult::Corrupt) << cut;
+  auto const huge = EncodeImageTocHead(9, 0xFFFFFFFFu);  // far more entries than bytes
+  EXPECT_EQ(ReadImages({huge.begin(), huge.end()}), TocReadResult::Corrupt);
 }
 
 }  // namespace
